@@ -1,0 +1,149 @@
+#include <analytics/analyticsmanager.h>
+
+#include <analytics/analyticseventdata.h>
+#include <analytics/analyticsmanager_p.h>
+#include <analytics/catalogue_p.h>
+#include <analytics/ieventserializer.h>
+#include <analytics/ipackagesender.h>
+#include <analytics/ipropertyprovider.h>
+
+namespace analytics {
+
+AnalyticsEventData::~AnalyticsEventData() = default;
+IPropertyProvider::~IPropertyProvider() = default;
+IEventSerializer::~IEventSerializer() = default;
+IPackageSender::~IPackageSender() = default;
+
+namespace {
+
+class DummyPropertyProvider : public IPropertyProvider
+{
+public:
+    QVariant value(Property, AnalyticsEventData const &) const override { return {}; }
+};
+
+class DummyEventSerializer : public IEventSerializer
+{
+public:
+    QByteArray serialize(IPropertyProvider const *, AnalyticsEventData const &, QList<Property> const &) const override
+    {
+        return {};
+    }
+
+    QByteArray pack(QList<QByteArray> const &) const override { return {}; }
+};
+
+class DummyPackageSender : public IPackageSender
+{
+public:
+    void send(QByteArray const &, bool) override { }
+};
+
+} // namespace
+
+AnalyticsManagerPrivate::AnalyticsManagerPrivate(AnalyticsManager *manager)
+    : q(manager)
+{
+}
+
+AnalyticsManagerPrivate::~AnalyticsManagerPrivate()
+{
+    q->setPackageSender(nullptr);
+    q->setEventSerializer(nullptr);
+    q->setPropertyProvider(nullptr);
+}
+
+IPropertyProvider *AnalyticsManagerPrivate::dummyPropertyProvider()
+{
+    static DummyPropertyProvider provider;
+    return &provider;
+}
+
+IEventSerializer *AnalyticsManagerPrivate::dummyEventSerializer()
+{
+    static DummyEventSerializer serializer;
+    return &serializer;
+}
+
+IPackageSender *AnalyticsManagerPrivate::dummyPackageSender()
+{
+    static DummyPackageSender sender;
+    return &sender;
+}
+
+QList<Property> AnalyticsManagerPrivate::genericProperties()
+{
+    static QList<Property> const properties = {
+        Property::EventId,   Property::EventVersion, Property::EventCounter,
+        Property::Timestamp, Property::MacAddress,   Property::Uid,
+    };
+    return properties;
+}
+
+AnalyticsManager::AnalyticsManager(QObject *parent)
+    : QObject(parent)
+    , d(new AnalyticsManagerPrivate(this))
+{
+    setObjectName(QStringLiteral("AnalyticsManager"));
+}
+
+AnalyticsManager::~AnalyticsManager()
+{
+    // A plain pointer stays valid while what it points to is being deleted: the private part still calls the setters.
+    delete d;
+}
+
+void AnalyticsManager::setPropertyProvider(IPropertyProvider *provider)
+{
+    d->propertyProvider = provider ? provider : AnalyticsManagerPrivate::dummyPropertyProvider();
+}
+
+void AnalyticsManager::setEventSerializer(IEventSerializer *serializer)
+{
+    d->eventSerializer = serializer ? serializer : AnalyticsManagerPrivate::dummyEventSerializer();
+}
+
+void AnalyticsManager::setPackageSender(IPackageSender *sender)
+{
+    d->packageSender = sender ? sender : AnalyticsManagerPrivate::dummyPackageSender();
+}
+
+void AnalyticsManager::setEnabled(bool enabled)
+{
+    d->enabled = enabled;
+}
+
+void AnalyticsManager::appendEvent(EventType type, int tag, std::chrono::milliseconds time, QVariant const &value,
+                                   EventPriority priority)
+{
+    QByteArray event;
+    {
+        AnalyticsEventData data;
+        data.type = type;
+        data.time = time;
+        data.value = value;
+        data.tag = tag;
+        event = d->eventSerializer->serialize(d->propertyProvider, data, AnalyticsManagerPrivate::genericProperties());
+    }
+
+    if (!d->enabled) {
+        d->pendingEvents.append(event);
+        return;
+    }
+
+    switch (priority) {
+    case EventPriority::Low:
+        d->pendingEvents.append(event);
+        break;
+    case EventPriority::Medium:
+        d->pendingEvents.append(event);
+        d->packageSender->send(d->eventSerializer->pack(d->pendingEvents), false);
+        d->pendingEvents.clear();
+        break;
+    case EventPriority::High:
+        d->packageSender->send(d->eventSerializer->pack({event}), true);
+        break;
+    }
+}
+
+} // namespace analytics

@@ -1,0 +1,39 @@
+#pragma once
+
+#include <analytics/export.h>
+#include <analytics/ieventserializer.h>
+
+namespace analytics {
+
+/**
+ * @brief Writes an event as one compact JSON object.
+ *
+ * Stateless: any thread may use one instance, as far as the provider allows. Each property that the
+ * provider has a value for is written under its key; null values and empty strings, lists and records
+ * are left out. Keys come out sorted. The serializer throws no exception of its own.
+ */
+class STBANALYTICS_EXPORT JsonEventSerializer : public IEventSerializer
+{
+public:
+    ~JsonEventSerializer() override;
+
+    /**
+     * @brief Turns one event into a compact JSON object and writes one line to the host's log.
+     * @param provider asked for each of @p properties and then for each property of the event's own
+     * type, in order; must not be null
+     * @param data the event; only its type is read here
+     * @param properties the properties wanted in addition to those of the event's own type
+     * @return the object; an empty array, and no log line, for a type that has no catalogue entry
+     */
+    QByteArray serialize(IPropertyProvider const *provider, AnalyticsEventData const &data,
+                         QList<Property> const &properties) const override;
+
+    /**
+     * @brief Joins serialized events into `{"events":[...]}`.
+     * @param events taken byte for byte as they stand, neither parsed nor checked
+     * @return the package
+     */
+    QByteArray pack(QList<QByteArray> const &events) const override;
+};
+
+} // namespace analytics
