@@ -37,3 +37,9 @@ inline QByteArray encoded(QVariant const &value)
     Q_ASSERT(event.startsWith(prefix) && event.endsWith('}'));
     return event.mid(prefix.size(), event.size() - prefix.size() - 1);
 }
+
+/// UTF-8 as a QString.
+inline QString text(char const *utf8)
+{
+    return QString::fromUtf8(utf8);
+}
