@@ -1,0 +1,101 @@
+#include "allocations.h"
+#include "host.h"
+
+#include <analytics/analyticsmanager.h>
+#include <analytics/jsoneventserializer.h>
+
+#include <benchmark/benchmark.h>
+
+using namespace analytics;
+
+namespace {
+
+/// Reports what one round of the loop allocates.
+class AllocationsPerEvent
+{
+public:
+    explicit AllocationsPerEvent(benchmark::State &state)
+        : m_state(state)
+        , m_before(heapAllocations())
+    {
+    }
+
+    ~AllocationsPerEvent()
+    {
+        m_state.counters["allocations"]
+            = benchmark::Counter(static_cast<double>(heapAllocations() - m_before), benchmark::Counter::kAvgIterations);
+    }
+
+private:
+    benchmark::State &m_state;
+    std::uint64_t m_before;
+};
+
+void serialize(benchmark::State &state, EventType type)
+{
+    FullProvider const provider;
+    JsonEventSerializer const serializer;
+    AnalyticsEventData const data = eventOf(type);
+    QList<Property> const generic = genericProperties();
+    state.counters["bytes"] = static_cast<double>(serializer.serialize(&provider, data, generic).size());
+
+    AllocationsPerEvent const allocations(state);
+    for (auto _ : state)
+        benchmark::DoNotOptimize(serializer.serialize(&provider, data, generic));
+}
+
+void pack(benchmark::State &state)
+{
+    FullProvider const provider;
+    JsonEventSerializer const serializer;
+    QByteArray const event = serializer.serialize(&provider, eventOf(EventType::PlaybackStart), genericProperties());
+    QList<QByteArray> const events(state.range(0), event);
+
+    AllocationsPerEvent const allocations(state);
+    for (auto _ : state)
+        benchmark::DoNotOptimize(serializer.pack(events));
+    state.SetBytesProcessed(static_cast<std::int64_t>(state.iterations()) * events.size() * event.size());
+}
+
+/// Low events only join the buffer; a flush out of the measure keeps it from growing without end.
+void appendEvent(benchmark::State &state, EventPriority priority)
+{
+    FullProvider provider;
+    JsonEventSerializer serializer;
+    NoSender sender;
+    AnalyticsManager manager;
+    manager.setPropertyProvider(&provider);
+    manager.setEventSerializer(&serializer);
+    manager.setPackageSender(&sender);
+    manager.setEnabled(true);
+
+    int tag = 0;
+    AllocationsPerEvent const allocations(state);
+    for (auto _ : state) {
+        manager.appendEvent(EventType::PlaybackStart, ++tag, std::chrono::milliseconds(tag), {}, priority);
+        if (priority == EventPriority::Low && tag % 1000 == 0) {
+            state.PauseTiming();
+            manager.appendEvent(EventType::Invalid, 0, {}, {}, EventPriority::Medium);
+            state.ResumeTiming();
+        }
+    }
+}
+
+} // namespace
+
+BENCHMARK_CAPTURE(serialize, SqmMetrics, EventType::SqmMetrics);
+BENCHMARK_CAPTURE(serialize, KivoStatus, EventType::KivoStatus);
+BENCHMARK_CAPTURE(serialize, PlaybackStart, EventType::PlaybackStart);
+BENCHMARK(pack)->Arg(1)->Arg(100)->Arg(10000);
+BENCHMARK_CAPTURE(appendEvent, Low, EventPriority::Low);
+BENCHMARK_CAPTURE(appendEvent, Medium, EventPriority::Medium);
+BENCHMARK_CAPTURE(appendEvent, High, EventPriority::High);
+
+int main(int argc, char **argv)
+{
+    silenceLog();
+    benchmark::Initialize(&argc, argv);
+    if (benchmark::ReportUnrecognizedArguments(argc, argv))
+        return 1;
+    benchmark::RunSpecifiedBenchmarks();
+}
