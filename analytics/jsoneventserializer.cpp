@@ -460,11 +460,11 @@ static QJsonValue toJson(QVariant const &value)
         return array;
     }
 
-    QJsonValue const plain = QJsonValue::fromVariant(value);
+    QJsonValue plain = QJsonValue::fromVariant(value);
     if (!plain.isNull())
         return plain;
 
-    QJsonObject const record = recordToJson(value);
+    QJsonObject record = recordToJson(value);
     if (!record.isEmpty())
         return record;
     return QJsonValue::Null;

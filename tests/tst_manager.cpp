@@ -61,7 +61,7 @@ public:
         provider = usedProvider;
         event = data;
         properties = usedProperties;
-        QByteArray const bytes = "e" + QByteArray::number(data.tag);
+        QByteArray bytes = "e" + QByteArray::number(data.tag);
         if (askProvider)
             usedProvider->value(Property::Uid, data);
         if (dropsValue)
@@ -195,9 +195,9 @@ void TestManager::newManager()
     QCOMPARE(manager.parent(), nullptr);
 
     QObject parent;
-    auto *child = new AnalyticsManager(&parent);
-    QCOMPARE(child->parent(), &parent);
-    QCOMPARE(child->objectName(), QStringLiteral("AnalyticsManager"));
+    AnalyticsManager child(&parent);
+    QCOMPARE(child.parent(), &parent);
+    QCOMPARE(child.objectName(), QStringLiteral("AnalyticsManager"));
 }
 
 void TestManager::metaObjectOfTheClass()

@@ -82,7 +82,7 @@ private Q_SLOTS:
     void pack();
 
 private:
-    JsonEventSerializer const m_serializer;
+    JsonEventSerializer m_serializer;
     QtMessageHandler m_previousHandler = nullptr;
 };
 
