@@ -24,8 +24,8 @@ public:
      * @brief Returns the value of one property for one event.
      * @param property the property that is asked for
      * @param data the event; valid during the call only
-     * @return a plain value, a list, or a payload record; an invalid variant when there is no value, and
-     * the property is then left out of the event
+     * @return a plain value, a payload record, or a QVariantList of these (the only list that may hold
+     * records); an invalid variant when there is no value, and the property is then left out of the event
      */
     virtual QVariant value(Property property, AnalyticsEventData const &data) const = 0;
 };

@@ -15,6 +15,8 @@
  * Records are plain values. A disengaged optional and an empty string or list mean that there is
  * nothing to report, and the member is left out of the JSON; a counter that holds 0 is reported. Fields are named
  * after their JSON keys. All numbers travel as JSON doubles: 64-bit counts above 2^53 lose precision.
+ * NetworkInfo, Etr290Info, MessageTarget, PurchaseVariant and VerimatrixError always write some member: a
+ * host that has nothing to report of these gives no record at all.
  * Unless said otherwise counters run from the start of the current playback.
  */
 

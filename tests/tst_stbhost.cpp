@@ -577,6 +577,7 @@ void tst_Stbhost::badLine_data()
     row("values as list",      R"({"event":"discover","priority":"low","time":1,"values":[]})",   "values: expected an object, got an array");
 
     value("unknown property",  R"({"Chanel":{}})",                                       "values.Chanel: unknown property");
+    value("two-line property", R"({"a\nb":1})",                                          "values.a b: unknown property");
     value("key as property",   R"({"media_type":"live"})",                               "values.media_type: unknown property");
     value("property in full",  R"({"analytics::San":"7"})",                              "values.analytics::San: unknown property");
     value("number for text",   R"({"San":7})",                                           "values.San: expected a string, got 7");
