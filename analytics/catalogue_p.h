@@ -6,6 +6,9 @@
 #include <QtCore/QLatin1String>
 #include <QtCore/QList>
 
+#include <initializer_list>
+#include <utility>
+
 namespace analytics {
 
 /// What the catalogue says of one type of event.
@@ -20,7 +23,7 @@ struct EventProperties
 
 /// The JSON key of each property: every letter is part of the wire format. Three properties share "target";
 /// no event carries two of them. Location stands in two places, once by its value and once by the alphabet.
-static QHash<Property, QLatin1String> const propertyKeys = {
+static std::initializer_list<std::pair<Property, QLatin1String>> const propertyKeyList = {
     {Property::ActiveInterface,        QLatin1String("active_interface")},
     {Property::AdDuration,             QLatin1String("ad_duration")},
     {Property::AdPlaceType,            QLatin1String("ad_place_type")},
@@ -162,6 +165,8 @@ static QHash<Property, QLatin1String> const propertyKeys = {
     {Property::KivoVersion,            QLatin1String("kivo_version")},
     {Property::ZapTime,                QLatin1String("zap_time")},
 };
+
+static QHash<Property, QLatin1String> const propertyKeys(propertyKeyList);
 
 using P = Property;
 

@@ -10,26 +10,12 @@ using namespace analytics;
 
 namespace {
 
-/// Reports what one round of the loop allocates.
-class AllocationsPerEvent
+/// Reports what the loop allocates for each event.
+void reportAllocations(benchmark::State &state, std::uint64_t allocations, qsizetype eventsInARound = 1)
 {
-public:
-    explicit AllocationsPerEvent(benchmark::State &state)
-        : m_state(state)
-        , m_before(heapAllocations())
-    {
-    }
-
-    ~AllocationsPerEvent()
-    {
-        m_state.counters["allocations"]
-            = benchmark::Counter(static_cast<double>(heapAllocations() - m_before), benchmark::Counter::kAvgIterations);
-    }
-
-private:
-    benchmark::State &m_state;
-    std::uint64_t m_before;
-};
+    state.counters["allocations"] = benchmark::Counter(
+        static_cast<double>(allocations) / static_cast<double>(eventsInARound), benchmark::Counter::kAvgIterations);
+}
 
 void serialize(benchmark::State &state, EventType type)
 {
@@ -39,9 +25,10 @@ void serialize(benchmark::State &state, EventType type)
     QList<Property> const generic = genericProperties();
     state.counters["bytes"] = static_cast<double>(serializer.serialize(&provider, data, generic).size());
 
-    AllocationsPerEvent const allocations(state);
+    std::uint64_t const before = heapAllocations();
     for (auto _ : state)
         benchmark::DoNotOptimize(serializer.serialize(&provider, data, generic));
+    reportAllocations(state, heapAllocations() - before);
 }
 
 void pack(benchmark::State &state)
@@ -51,9 +38,11 @@ void pack(benchmark::State &state)
     QByteArray const event = serializer.serialize(&provider, eventOf(EventType::PlaybackStart), genericProperties());
     QList<QByteArray> const events(state.range(0), event);
 
-    AllocationsPerEvent const allocations(state);
+    std::uint64_t const before = heapAllocations();
     for (auto _ : state)
         benchmark::DoNotOptimize(serializer.pack(events));
+    reportAllocations(state, heapAllocations() - before, events.size());
+    state.SetItemsProcessed(static_cast<std::int64_t>(state.iterations()) * events.size());
     state.SetBytesProcessed(static_cast<std::int64_t>(state.iterations()) * events.size() * event.size());
 }
 
@@ -70,15 +59,19 @@ void appendEvent(benchmark::State &state, EventPriority priority)
     manager.setEnabled(true);
 
     int tag = 0;
-    AllocationsPerEvent const allocations(state);
+    std::uint64_t flushes = 0;
+    std::uint64_t const before = heapAllocations();
     for (auto _ : state) {
         manager.appendEvent(EventType::PlaybackStart, ++tag, std::chrono::milliseconds(tag), {}, priority);
         if (priority == EventPriority::Low && tag % 1000 == 0) {
             state.PauseTiming();
+            std::uint64_t const beforeFlush = heapAllocations();
             manager.appendEvent(EventType::Invalid, 0, {}, {}, EventPriority::Medium);
+            flushes += heapAllocations() - beforeFlush;
             state.ResumeTiming();
         }
     }
+    reportAllocations(state, heapAllocations() - before - flushes);
 }
 
 } // namespace

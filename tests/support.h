@@ -34,7 +34,8 @@ inline QByteArray encoded(QVariant const &value)
     if (event == "{}")
         return {};
     QByteArray const prefix = "{\"query\":";
-    Q_ASSERT(event.startsWith(prefix) && event.endsWith('}'));
+    if (!event.startsWith(prefix) || !event.endsWith('}'))
+        qFatal("not an event with one property: %s", event.constData());
     return event.mid(prefix.size(), event.size() - prefix.size() - 1);
 }
 

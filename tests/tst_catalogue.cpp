@@ -260,6 +260,10 @@ void TestCatalogue::keyTable()
 {
     QCOMPARE(keyRows.size(), 139);
     QCOMPARE(propertyKeys.size(), 139);
+    QCOMPARE(propertyKeyList.size(), size_t(140));
+    QCOMPARE((propertyKeyList.begin() + 53)->first, Property::Location);
+    QCOMPARE((propertyKeyList.begin() + 56)->first, Property::Location);
+    QCOMPARE((propertyKeyList.begin() + 56)->second, QLatin1String("location"));
     QVERIFY(propertyKeys.value(static_cast<Property>(139)).isNull());
     QVERIFY(propertyKeys.value(static_cast<Property>(-1)).isNull());
 

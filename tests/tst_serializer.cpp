@@ -9,23 +9,6 @@ using namespace analytics;
 
 namespace {
 
-/// Answers each request with the next of the values that a property has, and notes what it was asked for.
-class ScriptedProvider : public IPropertyProvider
-{
-public:
-    QVariant value(Property property, AnalyticsEventData const &data) const override
-    {
-        asked.append(property);
-        askedFor = &data;
-        QVariantList &rest = values[property];
-        return rest.isEmpty() ? QVariant() : rest.takeFirst();
-    }
-
-    mutable QHash<Property, QVariantList> values;
-    mutable QList<Property> asked;
-    mutable AnalyticsEventData const *askedFor = nullptr;
-};
-
 struct Line
 {
     QtMsgType type;
@@ -37,6 +20,25 @@ struct Line
 };
 
 QList<Line> lines;
+
+/// Answers each request with the next of the values that a property has, and notes what it was asked for.
+class ScriptedProvider : public IPropertyProvider
+{
+public:
+    QVariant value(Property property, AnalyticsEventData const &data) const override
+    {
+        asked.append(property);
+        linesWhenAsked = lines.size();
+        askedFor = &data;
+        QVariantList &rest = values[property];
+        return rest.isEmpty() ? QVariant() : rest.takeFirst();
+    }
+
+    mutable QHash<Property, QVariantList> values;
+    mutable QList<Property> asked;
+    mutable qsizetype linesWhenAsked = 0;
+    mutable AnalyticsEventData const *askedFor = nullptr;
+};
 
 void keepLine(QtMsgType type, QMessageLogContext const &context, QString const &text)
 {
@@ -387,6 +389,8 @@ void TestSerializer::diagnosticLineFollowsTheValues()
                            {Property::EventId, Property::EventId, Property::EventId});
     QCOMPARE(lines.size(), 1);
     QCOMPARE(lines[0].text, QStringLiteral("analytics event prepared: id = \"second\" counter = 0"));
+    QCOMPARE(provider.asked.last(), Property::TotalItems);
+    QCOMPARE(provider.linesWhenAsked, 0);
 }
 
 void TestSerializer::pack_data()

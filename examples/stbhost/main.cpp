@@ -48,22 +48,19 @@ int main(int argc, char **argv)
                                       QStringLiteral("seconds"), QStringLiteral("10"));
     QCommandLineOption const count(QStringLiteral("count"), QStringLiteral("Stop after so many samples."),
                                    QStringLiteral("samples"));
-    // The parser's own option would take -v for itself.
-    QCommandLineOption const version(QStringLiteral("version"), QStringLiteral("Displays version information."));
-    QCommandLineOption const verbose({QStringLiteral("v"), QStringLiteral("verbose")},
-                                     QStringLiteral("Show the library's log, one line for each event."));
+    QCommandLineOption const quiet({QStringLiteral("q"), QStringLiteral("quiet")},
+                                   QStringLiteral("Keep the library's log, one line for each event, to itself."));
 
     QCommandLineParser parser;
     parser.setApplicationDescription(
         QStringLiteral("Reports the events of scripts, or samples of this machine, as packages of JSON, one a line."));
-    parser.addOptions({live, interval, count, verbose, version});
+    parser.addOptions({live, interval, count, quiet});
     parser.addHelpOption();
+    parser.addVersionOption();
     parser.addPositionalArgument(QStringLiteral("script"),
                                  QStringLiteral("Script with one event a line; standard input when none, or -."),
                                  QStringLiteral("[script...]"));
     parser.process(application);
-    if (parser.isSet(version))
-        parser.showVersion();
 
     QTextStream messages(stderr);
     auto const fail = [&](QString const &reason) {
@@ -89,7 +86,7 @@ int main(int argc, char **argv)
     if (parser.isSet(count) && (!isNumber || samples < 1))
         return fail(QStringLiteral("--count: expected a number from 1, got ") + parser.value(count));
 
-    if (!parser.isSet(verbose))
+    if (parser.isSet(quiet))
         QLoggingCategory::setFilterRules(QStringLiteral("stbanalytics.debug=false"));
 
     // A reader that goes away is to be told as an error of the output.
