@@ -1,540 +1,696 @@
 #include <analytics/jsoneventserializer.h>
 
 #include <analytics/catalogue_p.h>
+#include <analytics/diagnosticline_p.h>
 #include <analytics/ipropertyprovider.h>
-#include <analytics/records.h>
-#include <logging/logging.h>
+#include <analytics/jsonwriter_p.h>
+#include <analytics/recordmembers_p.h>
 
 #include <QtCore/QJsonArray>
 #include <QtCore/QJsonDocument>
-#include <QtCore/QJsonObject>
 #include <QtCore/QJsonValue>
+
+#include <algorithm>
+#include <array>
+#include <atomic>
 
 namespace analytics {
 
-// One member of a record's object. Nothing is written for an empty string, nor is an absent number ever passed in.
+// Records
 
-static QJsonObject &insertNonEmpty(QJsonObject &object, QString const &key, QString const &value)
+// How much room a value needs, whether it is left out, and its bytes, by the kind of field.
+
+static qsizetype roomFor(QString const &text)
 {
-    if (!value.isEmpty())
-        object.insert(key, value);
-    return object;
+    return json::roomForString(text);
 }
 
-static void insertOptional(QJsonObject &object, QString const &key, std::optional<quint64> const &value)
+template <typename Number> static constexpr qsizetype roomFor(Number const &)
 {
-    object.insert(key, static_cast<double>(value.value()));
+    return json::roomForNumber;
 }
 
-static void insertOptional(QJsonObject &object, QString const &key, std::optional<quint32> const &value)
+static bool isEmpty(QString const &text)
 {
-    object.insert(key, static_cast<double>(value.value()));
+    return text.isEmpty();
 }
 
-static void insertOptional(QJsonObject &object, QString const &key, std::optional<qint32> const &value)
+template <typename Number> static bool isEmpty(std::optional<Number> const &number)
 {
-    object.insert(key, value.value());
+    return !number.has_value();
 }
 
-static void insertOptional(QJsonObject &object, QString const &key, std::optional<qint64> const &value)
+static constexpr bool isEmpty(int)
 {
-    object.insert(key, static_cast<double>(value.value()));
+    return false;
 }
 
-template <typename Number>
-static void insertIfSet(QJsonObject &object, QString const &key, std::optional<Number> const &value)
+static char *write(char *at, QString const &text)
 {
-    if (!value.has_value())
-        return;
+    return json::writeString(at, text);
+}
+
+template <typename Number> static char *write(char *at, std::optional<Number> const &number)
+{
     if constexpr (std::is_floating_point_v<Number>)
-        object.insert(key, static_cast<double>(*value));
-    else if constexpr (sizeof(Number) < sizeof(qint32))
-        insertOptional(object, key, std::optional<qint32>(*value));
+        return json::writeNumber(at, static_cast<double>(*number));
+    else if constexpr (sizeof(Number) < sizeof(qint64))
+        return json::writeInteger(at, *number);
     else
-        insertOptional(object, key, value);
+        return json::writeCounter(at, *number);
 }
 
-static void insertIfFilled(QJsonObject &object, QString const &key, QJsonArray const &array)
+static char *write(char *at, int number)
 {
-    if (!array.isEmpty())
-        object.insert(key, array);
+    return json::writeInteger(at, number);
 }
 
-// Records with an encoder of their own
+// The same for an element of a list, and for an object of rows.
 
-static QJsonObject toJson(MemoryModule const &module)
+static qsizetype roomFor(QString const &text, PlainText)
 {
-    QJsonObject object;
-    insertNonEmpty(object, QStringLiteral("mem_info"), module.memInfo);
-    insertNonEmpty(object, QStringLiteral("mem_type"), module.memType);
-    insertIfSet(object, QStringLiteral("mem_size"), module.memSize);
-    return object;
+    return roomFor(text);
 }
 
-static QJsonObject toJson(CpuInfo const &info)
+static qsizetype roomFor(TextPair const &pair, NamedText)
 {
-    QJsonObject object;
-    insertIfSet(object, QStringLiteral("cpu_temperature"), info.cpuTemperature);
-    insertIfSet(object, QStringLiteral("cpu_average_load"), info.cpuAverageLoad);
-    insertIfSet(object, QStringLiteral("cpu_max_load"), info.cpuMaxLoad);
-    insertIfSet(object, QStringLiteral("cpu_cores"), info.cpuCores);
-    insertIfSet(object, QStringLiteral("sys_clock_freq_mhz"), info.sysClockFreqMhz);
-    return object;
+    return roomFor(pair.first) + roomFor(pair.second) + 3;
 }
 
-static QJsonObject toJson(MemoryInfo const &info)
+static char *write(char *at, QString const &text, PlainText)
 {
-    QJsonObject object;
-    insertIfSet(object, QStringLiteral("mem_total"), info.memTotal);
-    insertIfSet(object, QStringLiteral("mem_average_usage"), info.memAverageUsage);
-    insertIfSet(object, QStringLiteral("mem_max_usage"), info.memMaxUsage);
-    insertIfSet(object, QStringLiteral("avmem_average_usage"), info.avmemAverageUsage);
-    insertIfSet(object, QStringLiteral("avmem_max_usage"), info.avmemMaxUsage);
-    insertIfSet(object, QStringLiteral("vm_size"), info.vmSize);
-    insertIfSet(object, QStringLiteral("vm_rss"), info.vmRss);
-    insertIfSet(object, QStringLiteral("vm_rss_max"), info.vmRssMax);
-    return object;
+    return write(at, text);
 }
 
-static QJsonObject toJson(HdmiInfo const &info)
+static char *write(char *at, TextPair const &pair, NamedText)
 {
-    QJsonObject object;
-    insertNonEmpty(object, QStringLiteral("tv_name"), info.tvName);
-    insertNonEmpty(object, QStringLiteral("tv_preferred_output"), info.tvPreferredOutput);
-    insertNonEmpty(object, QStringLiteral("stb_current_output"), info.stbCurrentOutput);
-    return object;
+    *at++ = '{';
+    at = write(at, pair.first);
+    *at++ = ':';
+    at = write(at, pair.second);
+    *at++ = '}';
+    return at;
 }
 
-static QJsonObject toJson(PowerInfo const &info)
+template <typename Record, typename... Rows>
+static qsizetype roomFor(Record const &record, std::tuple<Rows...> const &rows);
+
+template <typename Record, typename... Rows>
+static char *write(char *at, Record const &record, std::tuple<Rows...> const &rows);
+
+template <typename Record, typename Value>
+static qsizetype roomForRow(Record const &record, Member<Record, Value> const &member)
 {
-    QJsonObject object;
-    insertNonEmpty(object, QStringLiteral("power_state"), info.powerState);
-    insertIfSet(object, QStringLiteral("power_state_period"), info.powerStatePeriod);
-    insertNonEmpty(object, QStringLiteral("power_change_cause"), info.powerChangeCause);
-    return object;
+    return json::roomForKey(member.key) + roomFor(record.*member.field);
 }
 
-static QJsonObject toJson(WifiInfo const &info)
+template <typename Record, typename... Members>
+static qsizetype roomForRow(Record const &record, Group<Members...> const &group)
 {
-    QJsonObject object;
-    insertNonEmpty(object, QStringLiteral("wifi_ssid"), info.wifiSsid);
-    insertNonEmpty(object, QStringLiteral("wifi_bssid"), info.wifiBssid);
-    insertIfSet(object, QStringLiteral("wifi_rssi"), info.wifiRssi);
-    insertIfSet(object, QStringLiteral("wifi_freq_mhz"), info.wifiFreqMhz);
-    insertNonEmpty(object, QStringLiteral("wifi_generation"), info.wifiGeneration);
-    insertIfSet(object, QStringLiteral("wifi_speed_mbps"), info.wifiSpeedMbps);
-    return object;
+    return json::roomForKey(group.key) + roomFor(record, group.members);
 }
 
-static QJsonObject toJson(MdiInfo const &info)
+template <typename Record, typename Element, typename Form>
+static qsizetype roomForRow(Record const &record, List<Record, Element, Form> const &list)
 {
-    QJsonObject object;
-    insertIfSet(object, QStringLiteral("df"), info.df);
-    insertIfSet(object, QStringLiteral("mlr"), info.mlr);
-    return object;
+    qsizetype bytes = json::roomForKey(list.key) + 2;
+    for (Element const &element : record.*list.field)
+        bytes += roomFor(element, list.form) + 1;
+    return bytes;
 }
 
-static QJsonObject toJson(Etr290Info const &info)
+template <typename Record, typename Value>
+static char *writeRow(char *at, Record const &record, Member<Record, Value> const &member)
 {
-    QJsonObject firstPriority;
-    insertIfSet(firstPriority, QStringLiteral("ts_sync_loss"), info.tsSyncLoss);
-    insertIfSet(firstPriority, QStringLiteral("sync_byte_error"), info.syncByteError);
-    insertIfSet(firstPriority, QStringLiteral("pat_error"), info.patError);
-    insertIfSet(firstPriority, QStringLiteral("continuity_count_error"), info.continuityCountError);
-    insertIfSet(firstPriority, QStringLiteral("pmt_error"), info.pmtError);
-    insertIfSet(firstPriority, QStringLiteral("pid_error"), info.pidError);
-
-    QJsonObject extraCounters;
-    insertIfSet(extraCounters, QStringLiteral("cc_error_video"), info.ccErrorVideo);
-    insertIfSet(extraCounters, QStringLiteral("cc_error_audio"), info.ccErrorAudio);
-    insertIfSet(extraCounters, QStringLiteral("pid_error_video"), info.pidErrorVideo);
-    insertIfSet(extraCounters, QStringLiteral("pid_error_audio"), info.pidErrorAudio);
-    insertIfSet(extraCounters, QStringLiteral("pid_error_teletext"), info.pidErrorTeletext);
-    insertIfSet(extraCounters, QStringLiteral("pid_error_subtitles"), info.pidErrorSubtitles);
-    insertIfSet(extraCounters, QStringLiteral("pid_error_ecm"), info.pidErrorEcm);
-
-    QJsonObject object;
-    object.insert(QStringLiteral("first_priority"), firstPriority);
-    object.insert(QStringLiteral("extra_counters"), extraCounters);
-    return object;
+    Value const &value = record.*member.field;
+    if (!member.isAlways && isEmpty(value))
+        return at;
+    at = write(json::writeKey(at, member.key), value);
+    *at++ = ',';
+    return at;
 }
 
-static QJsonObject toJson(DecoderInfo const &info)
+template <typename Record, typename... Members>
+static char *writeRow(char *at, Record const &record, Group<Members...> const &group)
 {
-    QJsonObject object;
-    insertIfSet(object, QStringLiteral("video_frames_decoded"), info.videoFramesDecoded);
-    insertIfSet(object, QStringLiteral("video_decode_errors"), info.videoDecodeErrors);
-    insertIfSet(object, QStringLiteral("video_data_errors"), info.videoDataErrors);
-    insertIfSet(object, QStringLiteral("audio_frames_decoded"), info.audioFramesDecoded);
-    insertIfSet(object, QStringLiteral("audio_decode_errors"), info.audioDecodeErrors);
-    insertIfSet(object, QStringLiteral("audio_data_errors"), info.audioDataErrors);
-    return object;
+    at = write(json::writeKey(at, group.key), record, group.members);
+    *at++ = ',';
+    return at;
 }
 
-static QJsonObject toJson(DashInfo const &info)
+template <typename Record, typename Element, typename Form>
+static char *writeRow(char *at, Record const &record, List<Record, Element, Form> const &list)
 {
-    QJsonObject object;
-    insertIfSet(object, QStringLiteral("dash_profile_switches"), info.dashProfileSwitches);
-    insertIfSet(object, QStringLiteral("dash_playlist_errors"), info.dashPlaylistErrors);
-    insertIfSet(object, QStringLiteral("dash_segment_errors"), info.dashSegmentErrors);
-    return object;
+    QList<Element> const &elements = record.*list.field;
+    if (elements.isEmpty())
+        return at;
+    at = json::writeKey(at, list.key);
+    *at++ = '[';
+    for (Element const &element : elements) {
+        at = write(at, element, list.form);
+        *at++ = ',';
+    }
+    at = json::writeEnd(at, ']');
+    *at++ = ',';
+    return at;
 }
 
-static QJsonObject toJson(HlsInfo const &info)
+template <typename Record, typename... Rows>
+static qsizetype roomFor(Record const &record, std::tuple<Rows...> const &rows)
 {
-    QJsonObject object;
-    insertIfSet(object, QStringLiteral("hls_profile_switches"), info.hlsProfileSwitches);
-    insertIfSet(object, QStringLiteral("hls_master_playlist_errors"), info.hlsMasterPlaylistErrors);
-    insertIfSet(object, QStringLiteral("hls_media_playlist_errors"), info.hlsMediaPlaylistErrors);
-    insertIfSet(object, QStringLiteral("hls_media_segment_errors"), info.hlsMediaSegmentErrors);
-    insertIfSet(object, QStringLiteral("hls_discontinuities"), info.hlsDiscontinuities);
-    return object;
+    return std::apply([&](auto const &...row) { return (roomForRow(record, row) + ... + 2); }, rows);
 }
 
-static QJsonObject toJson(BufferingInfo const &info)
+template <typename Record, typename... Rows>
+static char *write(char *at, Record const &record, std::tuple<Rows...> const &rows)
 {
-    QJsonObject object;
-    insertIfSet(object, QStringLiteral("buffering_events"), info.bufferingEvents);
-    insertIfSet(object, QStringLiteral("buffering_seconds"), info.bufferingSeconds);
-    insertIfSet(object, QStringLiteral("buffering_ms"), info.bufferingMs);
-    return object;
+    *at++ = '{';
+    std::apply([&](auto const &...row) { ((at = writeRow(at, record, row)), ...); }, rows);
+    return json::writeEnd(at, '}');
 }
 
-static QJsonObject toJson(MediaInfo const &info)
+template <typename Record> static void writeRecord(JsonBuffer &out, void const *data)
 {
-    QJsonObject object;
-    insertNonEmpty(object, QStringLiteral("video_codec"), info.videoCodec);
-    insertIfSet(object, QStringLiteral("video_width"), info.videoWidth);
-    insertIfSet(object, QStringLiteral("video_height"), info.videoHeight);
-    insertNonEmpty(object, QStringLiteral("audio_codec"), info.audioCodec);
-    insertIfSet(object, QStringLiteral("audio_channels"), info.audioChannels);
-    insertIfSet(object, QStringLiteral("video_frame_rate"), info.videoFrameRate);
-    insertNonEmpty(object, QStringLiteral("video_scan_type"), info.videoScanType);
-    return object;
+    static_assert(isSorted(members<Record>), "rows stand in the order of their keys");
+    Record const &record = *static_cast<Record const *>(data);
+    out.setEnd(write(out.room(roomFor(record, members<Record>)), record, members<Record>));
 }
 
-static QJsonObject toJson(VerimatrixError const &error)
+/// A value that does not hold the record itself is converted; where the converter fails, the record stays as it began.
+template <typename Record> static void writeConverted(JsonBuffer &out, QVariant const &value)
 {
-    QJsonObject object;
-    object.insert(QStringLiteral("command"), error.command);
-    object.insert(QStringLiteral("error_code"), error.errorCode);
-    insertIfSet(object, QStringLiteral("error_count"), error.errorCount);
-    insertIfSet(object, QStringLiteral("activity_code"), error.activityCode);
-    insertIfSet(object, QStringLiteral("module_code"), error.moduleCode);
-    return object;
+    Record record{};
+    QMetaType::convert(value.metaType(), value.constData(), QMetaType::fromType<Record>(), &record);
+    writeRecord<Record>(out, &record);
 }
 
-static QJsonObject toJson(MessageTarget const &target)
-{
-    QJsonObject link;
-    insertIfSet(link, QStringLiteral("id"), target.id);
-    insertIfSet(link, QStringLiteral("category_id"), target.categoryId);
-    insertIfSet(link, QStringLiteral("collection_id"), target.collectionId);
-    insertIfSet(link, QStringLiteral("genre_id"), target.genreId);
-    insertIfSet(link, QStringLiteral("channel_id"), target.channelId);
-    insertIfSet(link, QStringLiteral("nc_channel_id"), target.ncChannelId);
-    insertIfSet(link, QStringLiteral("program_id"), target.programId);
-    insertIfSet(link, QStringLiteral("epg_id"), target.epgId);
-    insertIfSet(link, QStringLiteral("original_id"), target.originalId);
-    insertNonEmpty(link, QStringLiteral("screen_name"), target.screenName);
-    insertNonEmpty(link, QStringLiteral("content_type"), target.contentType);
-    insertNonEmpty(link, QStringLiteral("media_item_type"), target.mediaItemType);
-    insertNonEmpty(link, QStringLiteral("name"), target.name);
-    insertIfSet(link, QStringLiteral("type_id"), target.typeId);
-    insertIfSet(link, QStringLiteral("tab_id"), target.tabId);
-    insertIfSet(link, QStringLiteral("theme_id"), target.themeId);
-    insertNonEmpty(link, QStringLiteral("url"), target.url);
-    insertNonEmpty(link, QStringLiteral("alias"), target.alias);
+namespace {
 
-    QJsonObject object;
-    insertNonEmpty(object, QStringLiteral("type"), target.type);
-    insertNonEmpty(object, QStringLiteral("title"), target.title);
-    object.insert(QStringLiteral("link"), link);
-    return object;
+struct RecordType
+{
+    std::string_view name;
+    QMetaType type;
+    void (*write)(JsonBuffer &out, void const *record);
+    void (*writeConverted)(JsonBuffer &out, QVariant const &value);
+};
+
+template <typename Record> constexpr RecordType recordType(std::string_view name)
+{
+    return {name, QMetaType::fromType<Record>(), writeRecord<Record>, writeConverted<Record>};
 }
 
-static QJsonObject toJson(SystemSettings const &settings)
+constexpr std::string_view namespacePrefix = "analytics::";
+
+/// The records in the order in which a value is tried for them: a value that converts to several becomes the first.
+constexpr RecordType recordTypes[] = {
+    recordType<Channel>("analytics::Channel"),
+    recordType<MediaItem>("analytics::MediaItem"),
+    recordType<PurchaseVariant>("analytics::PurchaseVariant"),
+    recordType<NetworkInfo>("analytics::NetworkInfo"),
+    recordType<NetworkInterface>("analytics::NetworkInterface"),
+    recordType<MemoryModule>("analytics::MemoryModule"),
+    recordType<Endpoints>("analytics::Endpoints"),
+    recordType<CpuInfo>("analytics::CpuInfo"),
+    recordType<MemoryInfo>("analytics::MemoryInfo"),
+    recordType<HdmiInfo>("analytics::HdmiInfo"),
+    recordType<PowerInfo>("analytics::PowerInfo"),
+    recordType<HardwareInfo>("analytics::HardwareInfo"),
+    recordType<WifiInfo>("analytics::WifiInfo"),
+    recordType<MdiInfo>("analytics::MdiInfo"),
+    recordType<Etr290Info>("analytics::Etr290Info"),
+    recordType<DecoderInfo>("analytics::DecoderInfo"),
+    recordType<DashInfo>("analytics::DashInfo"),
+    recordType<HlsInfo>("analytics::HlsInfo"),
+    recordType<BufferingInfo>("analytics::BufferingInfo"),
+    recordType<MediaInfo>("analytics::MediaInfo"),
+    recordType<NcError>("analytics::NcError"),
+    recordType<HttpError>("analytics::HttpError"),
+    recordType<SystemSettings>("analytics::SystemSettings"),
+    recordType<Scte35>("analytics::Scte35"),
+    recordType<VerimatrixError>("analytics::VerimatrixError"),
+    recordType<VmxErrors>("analytics::VmxErrors"),
+    recordType<MessageTarget>("analytics::MessageTarget"),
+};
+constexpr std::size_t recordTypeCount = std::size(recordTypes);
+
+/// Finds a record type by its name, which is by what Qt itself tells types apart: a host's meta-type object of a record
+/// is another one than ours.
+class RecordNames
 {
-    QJsonArray outputs;
-    for (auto const &[name, mode] : settings.videoOutputs) {
-        QJsonObject output;
-        insertNonEmpty(output, QStringLiteral("output_name"), name);
-        insertNonEmpty(output, QStringLiteral("output_mode"), mode);
-        outputs.append(output);
+public:
+    constexpr RecordNames()
+    {
+        for (std::size_t i = 0; i < recordTypeCount; ++i)
+            m_places[placeOf(recordTypes[i].name)] = static_cast<quint8>(i + 1);
     }
 
-    QJsonObject object;
-    insertNonEmpty(object, QStringLiteral("ui_resolution"), settings.uiResolution);
-    insertNonEmpty(object, QStringLiteral("font_size"), settings.fontSize);
-    insertNonEmpty(object, QStringLiteral("rcu_layout"), settings.rcuLayout);
-    insertIfSet(object, QStringLiteral("audio_level"), settings.audioLevel);
-    insertNonEmpty(object, QStringLiteral("audio_mute"), settings.audioMute);
-    insertNonEmpty(object, QStringLiteral("audio_downmix"), settings.audioDownmix);
-    insertIfFilled(object, QStringLiteral("video_outputs"), outputs);
-    insertNonEmpty(object, QStringLiteral("background_radio_playback"), settings.backgroundRadioPlayback);
-    insertNonEmpty(object, QStringLiteral("background_tv_playback"), settings.backgroundTvPlayback);
-    insertNonEmpty(object, QStringLiteral("promo_banner_playback"), settings.promoBannerPlayback);
-    insertNonEmpty(object, QStringLiteral("content_card_playback"), settings.contentCardPlayback);
-    return object;
+    /// The index among the record types, or -1.
+    int indexOf(std::string_view name) const
+    {
+        if (name.size() <= namespacePrefix.size())
+            return -1;
+        int const index = m_places[placeOf(name)] - 1;
+        return index >= 0 && recordTypes[index].name == name ? index : -1;
+    }
+
+    constexpr bool isComplete() const
+    {
+        for (std::size_t i = 0; i < recordTypeCount; ++i) {
+            if (m_places[placeOf(recordTypes[i].name)] != i + 1)
+                return false;
+        }
+        return true;
+    }
+
+private:
+    static constexpr std::size_t placeCount = 64;
+
+    static constexpr std::size_t placeOf(std::string_view name)
+    {
+        auto const letter = [name](std::size_t at) { return static_cast<std::size_t>(static_cast<uchar>(name[at])); };
+        return (5 * letter(namespacePrefix.size()) + 2 * letter(name.size() - 1) + name.size()) % placeCount;
+    }
+
+    std::array<quint8, placeCount> m_places = {};
+};
+
+constexpr RecordNames recordNames;
+static_assert(recordNames.isComplete(), "no two names share a place");
+
+/**
+ * @brief Knows which record types are registered with Qt.
+ *
+ * A host may register a converter from a record to another record at any time, and where that one stands earlier in the
+ * order, it is written instead. Qt can only be asked for one pair at a time, so every record in an event costs a
+ * look-up for each record before it. But a converter leads to a registered type, and few hosts use all records: only
+ * what is registered is looked for.
+ *
+ * Qt numbers types without gaps: as long as the next number is free, nothing has been registered since the last look.
+ * (Where a host unregisters a type of its own a number is used twice, and a look may come one registration late.)
+ */
+class RegisteredRecords
+{
+public:
+    /// One bit for each of the record types, by their index.
+    quint32 mask()
+    {
+        int const next = m_nextTypeId.load(std::memory_order_acquire);
+        if (Q_UNLIKELY(QMetaType::isRegistered(next)))
+            look(next);
+        return m_mask.load(std::memory_order_relaxed);
+    }
+
+private:
+    void look(int next)
+    {
+        while (QMetaType::isRegistered(next))
+            ++next;
+        quint32 mask = 0;
+        for (std::size_t i = 0; i < recordTypeCount; ++i) {
+            std::string_view const name = recordTypes[i].name;
+            if (QMetaType::fromName({name.data(), static_cast<qsizetype>(name.size())}).isValid())
+                mask |= 1u << i;
+        }
+        m_mask.store(mask, std::memory_order_relaxed);
+        m_nextTypeId.store(next, std::memory_order_release);
+    }
+
+    std::atomic<quint32> m_mask{0};
+    std::atomic<int> m_nextTypeId{QMetaType::User + 1};
+};
+
+RegisteredRecords registeredRecords;
+
+/// Calls a function with the index of each bit, lowest first, until one returns true. Returns whether one did.
+template <typename Function> bool anyOf(quint32 mask, Function function)
+{
+    for (; mask != 0; mask &= mask - 1) {
+        if (function(static_cast<int>(qCountTrailingZeroBits(mask))))
+            return true;
+    }
+    return false;
 }
 
-static QJsonObject toJson(HardwareInfo const &info)
+/// Whether a converter leads from a record to a string or to a record that stands before it.
+bool leadsElsewhere(QMetaType type, int index)
 {
-    QJsonArray memory;
-    for (MemoryModule const &module : info.memory)
-        memory.append(toJson(module));
-
-    QJsonObject object;
-    insertNonEmpty(object, QStringLiteral("manufacturer"), info.manufacturer);
-    insertNonEmpty(object, QStringLiteral("model_name"), info.modelName);
-    insertNonEmpty(object, QStringLiteral("platform"), info.platform);
-    insertNonEmpty(object, QStringLiteral("hw_revision"), info.hwRevision);
-    insertIfFilled(object, QStringLiteral("memory"), memory);
-    return object;
-}
-
-static QJsonObject toJson(NcError const &error)
-{
-    QJsonArray query;
-    for (auto const &[name, value] : error.httpRequestQuery)
-        query.append(QJsonObject{{name, value}});
-
-    QJsonObject object;
-    insertNonEmpty(object, QStringLiteral("api_url"), error.apiUrl);
-    insertNonEmpty(object, QStringLiteral("http_request_method"), error.httpRequestMethod);
-    insertNonEmpty(object, QStringLiteral("http_request_path"), error.httpRequestPath);
-    insertIfFilled(object, QStringLiteral("http_request_query"), query);
-    insertIfSet(object, QStringLiteral("http_response_code"), error.httpResponseCode);
-    insertIfSet(object, QStringLiteral("error_code"), error.errorCode);
-    insertNonEmpty(object, QStringLiteral("debug_message"), error.debugMessage);
-    return object;
+    if (QMetaType::hasRegisteredConverterFunction(type, QMetaType(QMetaType::QString)))
+        return true;
+    quint32 const before = (1u << index) - 1;
+    return anyOf(registeredRecords.mask() & before, [type](int other) {
+        return QMetaType::hasRegisteredConverterFunction(type, recordTypes[other].type);
+    });
 }
 
 // Values
 
-static bool holds(QVariant const &value, QMetaType recordType)
+enum class Written {
+    Nothing, ///< The value is null, or a record without members.
+    Value,
+    Undefined, ///< Not a value at all: Qt's JSON objects take a key away when they are given this for it.
+};
+
+} // namespace
+
+/// A record without members is as good as none.
+static Written writtenSince(qsizetype begin, JsonBuffer &out)
 {
-    return QMetaType::canConvert(value.metaType(), recordType);
+    if (out.size() - begin > 2)
+        return Written::Value;
+    out.truncate(begin);
+    return Written::Nothing;
 }
 
-template <typename Record> static bool holds(QVariant const &value)
+/// Writes a value of any type as the rules have it: in its plain form where Qt knows one, else as the first record that
+/// it can be converted to.
+static Written writeByTheRules(JsonBuffer &out, QVariant const &value)
 {
-    return holds(value, QMetaType::fromType<Record>());
+    QJsonValue const plain = QJsonValue::fromVariant(value);
+    if (plain.isUndefined())
+        return Written::Undefined;
+    if (!plain.isNull()) {
+        QByteArray const array = QJsonDocument(QJsonArray{plain}).toJson(QJsonDocument::Compact);
+        out.setEnd(json::writeLiteral(out.room(array.size()), QByteArrayView(array).sliced(1, array.size() - 2)));
+        return Written::Value;
+    }
+
+    qsizetype const begin = out.size();
+    anyOf(registeredRecords.mask(), [&out, &value](int index) {
+        RecordType const &record = recordTypes[index];
+        if (!QMetaType::canConvert(value.metaType(), record.type))
+            return false;
+        if (value.metaType() == record.type)
+            record.write(out, value.constData());
+        else
+            record.writeConverted(out, value);
+        return true;
+    });
+    return writtenSince(begin, out);
 }
 
-/// The object of whatever record the variant holds or can be converted to; empty when there is none. The first record
-/// that the variant converts to is taken, so a converter that a host has registered leads where the order says.
-static QJsonObject recordToJson(QVariant const &value)
+static void writeInteger(JsonBuffer &out, qint64 number)
 {
-    QJsonObject object;
-    if (holds<Channel>(value)) {
-        auto const channel = qvariant_cast<Channel>(value);
-        insertIfSet(object, QStringLiteral("channel_id"), channel.channelId);
-        insertIfSet(object, QStringLiteral("program_id"), channel.programId);
-    } else if (holds<MediaItem>(value)) {
-        auto const item = qvariant_cast<MediaItem>(value);
-        insertIfSet(object, QStringLiteral("media_item_id"), item.mediaItemId);
-        insertIfSet(object, QStringLiteral("asset_id"), item.assetId);
-    } else if (holds<PurchaseVariant>(value)) {
-        auto const variant = qvariant_cast<PurchaseVariant>(value);
-        insertIfSet(object, QStringLiteral("service_id"), variant.serviceId);
-        insertIfSet(object, QStringLiteral("content_id"), variant.contentId);
-        insertNonEmpty(object, QStringLiteral("content_type"), variant.contentType);
-        insertNonEmpty(object, QStringLiteral("currency"), variant.currency);
-        insertIfSet(object, QStringLiteral("purchase_cost"), variant.purchaseCost);
-        object.insert(QStringLiteral("usage_model"), variant.usageModel);
-        insertNonEmpty(object, QStringLiteral("type"), variant.type);
-        insertIfSet(object, QStringLiteral("price_id"), variant.priceId);
-        insertIfSet(object, QStringLiteral("composite_component_id"), variant.compositeComponentId);
-    } else if (holds<NetworkInfo>(value)) {
-        auto const info = qvariant_cast<NetworkInfo>(value);
-        insertNonEmpty(object, QStringLiteral("interface_name"), info.interfaceName);
-        insertNonEmpty(object, QStringLiteral("interface_mode"), info.interfaceMode);
-        insertNonEmpty(object, QStringLiteral("mac"), info.mac);
-        insertIfSet(object, QStringLiteral("speed_mbps"), info.speedMbps);
-        insertNonEmpty(object, QStringLiteral("duplex"), info.duplex);
-        insertIfSet(object, QStringLiteral("bitrate_kbps"), info.bitrateKbps);
+    out.setEnd(json::writeInteger(out.room(json::roomForNumber), number));
+}
 
-        QJsonObject statistics;
-        insertIfSet(statistics, QStringLiteral("rx_errors"), info.rxErrors);
-        insertIfSet(statistics, QStringLiteral("tx_errors"), info.txErrors);
-        insertIfSet(statistics, QStringLiteral("rx_dropped"), info.rxDropped);
-        insertIfSet(statistics, QStringLiteral("tx_dropped"), info.txDropped);
-        insertIfSet(statistics, QStringLiteral("rx_crc_errors"), info.rxCrcErrors);
-        insertIfSet(statistics, QStringLiteral("rx_frame_errors"), info.rxFrameErrors);
-        object.insert(QStringLiteral("statistics"), statistics);
-    } else if (holds<NetworkInterface>(value)) {
-        auto const interface = qvariant_cast<NetworkInterface>(value);
-        insertNonEmpty(object, QStringLiteral("interface_name"), interface.interfaceName);
-        insertNonEmpty(object, QStringLiteral("status"), interface.status);
-        insertNonEmpty(object, QStringLiteral("mac"), interface.mac);
-        insertNonEmpty(object, QStringLiteral("interface_mode"), interface.interfaceMode);
-        insertNonEmpty(object, QStringLiteral("ip_v4"), interface.ipV4);
-        insertNonEmpty(object, QStringLiteral("netmask"), interface.netmask);
-        insertNonEmpty(object, QStringLiteral("gateway"), interface.gateway);
-        insertNonEmpty(object, QStringLiteral("ip_v6"), interface.ipV6);
+static void writeString(JsonBuffer &out, QString const &text)
+{
+    out.setEnd(json::writeString(out.room(json::roomForString(text)), text));
+}
 
-        QJsonArray options;
-        for (DhcpOption const &dhcpOption : interface.dhcpOptions) {
-            QJsonObject option;
-            insertIfSet(option, QStringLiteral("code"), dhcpOption.code);
-            insertNonEmpty(option, QStringLiteral("value"), dhcpOption.value);
-            options.append(option);
+static void writeLiteral(JsonBuffer &out, QByteArrayView json)
+{
+    out.setEnd(json::writeLiteral(out.room(json.size()), json));
+}
+
+static Written write(JsonBuffer &out, QVariant const &value);
+
+/// Writes a list, whose elements are written by a function that takes the buffer and the element.
+template <typename List, typename Write> static void writeList(JsonBuffer &out, List const &list, Write writeElement)
+{
+    writeLiteral(out, "[");
+    for (auto const &element : list) {
+        writeElement(out, element);
+        writeLiteral(out, ",");
+    }
+    out.setEnd(json::writeEnd(out.room(1), ']'));
+}
+
+static Written write(JsonBuffer &out, QVariant const &value)
+{
+    // The variant's public functions are calls into Qt, four for each value, and would cost as much as all the rest.
+    QVariant::DataPtr const &held = value.data_ptr();
+    if (held.is_null)
+        return Written::Nothing;
+
+    QMetaType const type = held.type();
+    void const *const data = held.storage();
+
+    // Types whose plain form is the same with every version of Qt and on every processor.
+    switch (type.id()) {
+    case QMetaType::Bool:
+        writeLiteral(out, *static_cast<bool const *>(data) ? "true" : "false");
+        return Written::Value;
+    case QMetaType::Int:
+        writeInteger(out, *static_cast<int const *>(data));
+        return Written::Value;
+    case QMetaType::UInt:
+        writeInteger(out, *static_cast<uint const *>(data));
+        return Written::Value;
+    case QMetaType::LongLong:
+        writeInteger(out, *static_cast<qlonglong const *>(data));
+        return Written::Value;
+    case QMetaType::ULongLong:
+        if (qulonglong const number = *static_cast<qulonglong const *>(data);
+            number <= static_cast<qulonglong>(std::numeric_limits<qlonglong>::max()))
+            writeInteger(out, static_cast<qlonglong>(number));
+        else
+            out.setEnd(json::writeNumber(out.room(json::roomForNumber), static_cast<double>(number)));
+        return Written::Value;
+    case QMetaType::Double:
+        // One that is not finite has no plain form.
+        if (double const number = *static_cast<double const *>(data); qIsFinite(number)) {
+            out.setEnd(json::writeNumber(out.room(json::roomForNumber), number));
+            return Written::Value;
         }
-        insertIfFilled(object, QStringLiteral("dhcp_options"), options);
-        insertIfFilled(object, QStringLiteral("dns"), QJsonArray::fromStringList(interface.dns));
-    } else if (holds<MemoryModule>(value)) {
-        object = toJson(qvariant_cast<MemoryModule>(value));
-    } else if (holds<Endpoints>(value)) {
-        auto const endpoints = qvariant_cast<Endpoints>(value);
-        insertNonEmpty(object, QStringLiteral("api_url"), endpoints.apiUrl);
-        insertNonEmpty(object, QStringLiteral("ws_url"), endpoints.wsUrl);
-        insertNonEmpty(object, QStringLiteral("spy_url"), endpoints.spyUrl);
-        insertNonEmpty(object, QStringLiteral("img_url"), endpoints.imgUrl);
-        insertNonEmpty(object, QStringLiteral("proxy_url"), endpoints.proxyUrl);
-    } else if (holds<CpuInfo>(value)) {
-        object = toJson(qvariant_cast<CpuInfo>(value));
-    } else if (holds<MemoryInfo>(value)) {
-        object = toJson(qvariant_cast<MemoryInfo>(value));
-    } else if (holds<HdmiInfo>(value)) {
-        object = toJson(qvariant_cast<HdmiInfo>(value));
-    } else if (holds<PowerInfo>(value)) {
-        object = toJson(qvariant_cast<PowerInfo>(value));
-    } else if (holds<HardwareInfo>(value)) {
-        object = toJson(qvariant_cast<HardwareInfo>(value));
-    } else if (holds<WifiInfo>(value)) {
-        object = toJson(qvariant_cast<WifiInfo>(value));
-    } else if (holds<MdiInfo>(value)) {
-        object = toJson(qvariant_cast<MdiInfo>(value));
-    } else if (holds<Etr290Info>(value)) {
-        object = toJson(qvariant_cast<Etr290Info>(value));
-    } else if (holds<DecoderInfo>(value)) {
-        object = toJson(qvariant_cast<DecoderInfo>(value));
-    } else if (holds<DashInfo>(value)) {
-        object = toJson(qvariant_cast<DashInfo>(value));
-    } else if (holds<HlsInfo>(value)) {
-        object = toJson(qvariant_cast<HlsInfo>(value));
-    } else if (holds<BufferingInfo>(value)) {
-        object = toJson(qvariant_cast<BufferingInfo>(value));
-    } else if (holds<MediaInfo>(value)) {
-        object = toJson(qvariant_cast<MediaInfo>(value));
-    } else if (holds<NcError>(value)) {
-        object = toJson(qvariant_cast<NcError>(value));
-    } else if (holds<HttpError>(value)) {
-        auto const error = qvariant_cast<HttpError>(value);
-        insertNonEmpty(object, QStringLiteral("http_request_method"), error.httpRequestMethod);
-        insertNonEmpty(object, QStringLiteral("http_request_uri"), error.httpRequestUri);
-        insertIfSet(object, QStringLiteral("http_response_code"), error.httpResponseCode);
-    } else if (holds<SystemSettings>(value)) {
-        object = toJson(qvariant_cast<SystemSettings>(value));
-    } else if (holds<Scte35>(value)) {
-        auto const splice = qvariant_cast<Scte35>(value);
-        insertIfSet(object, QStringLiteral("splice_event_id"), splice.spliceEventId);
-        insertIfSet(object, QStringLiteral("splice_pts_time"), splice.splicePtsTime);
-    } else if (holds<VerimatrixError>(value)) {
-        object = toJson(qvariant_cast<VerimatrixError>(value));
-    } else if (holds<VmxErrors>(value)) {
-        auto const errors = qvariant_cast<VmxErrors>(value);
-        insertIfSet(object, QStringLiteral("total_error_count"), errors.totalErrorCount);
-
-        QJsonArray casErrors;
-        for (VerimatrixError const &error : errors.vmxCasErrors)
-            casErrors.append(toJson(error));
-        insertIfFilled(object, QStringLiteral("vmx_cas_errors"), casErrors);
-    } else if (holds<MessageTarget>(value)) {
-        object = toJson(qvariant_cast<MessageTarget>(value));
+        break;
+    case QMetaType::QString:
+        writeString(out, *static_cast<QString const *>(data));
+        return Written::Value;
+    case QMetaType::QStringList:
+        writeList(out, *static_cast<QStringList const *>(data), writeString);
+        return Written::Value;
+    case QMetaType::QVariantList:
+        writeList(out, *static_cast<QVariantList const *>(data), [](JsonBuffer &elements, QVariant const &element) {
+            if (write(elements, element) != Written::Value)
+                writeLiteral(elements, "null");
+        });
+        return Written::Value;
+    default:
+        if (value.isNull()) // A pointer
+            return Written::Nothing;
+        if (int const index = recordNames.indexOf(type.name()); index >= 0 && !leadsElsewhere(type, index)) {
+            qsizetype const begin = out.size();
+            recordTypes[index].write(out, data);
+            return writtenSince(begin, out);
+        }
+        break;
     }
-    return object;
-}
-
-static QJsonValue toJson(QVariant const &value)
-{
-    if (value.isNull())
-        return QJsonValue::Null;
-
-    if (value.typeId() == QMetaType::QVariantList) {
-        QJsonArray array;
-        QVariantList const elements = value.toList();
-        for (QVariant const &element : elements)
-            array.append(toJson(element));
-        return array;
-    }
-
-    QJsonValue plain = QJsonValue::fromVariant(value);
-    if (!plain.isNull())
-        return plain;
-
-    QJsonObject record = recordToJson(value);
-    if (!record.isEmpty())
-        return record;
-    return QJsonValue::Null;
+    return writeByTheRules(out, value);
 }
 
 // Events
 
-static bool isWritten(QJsonValue const &value)
+namespace {
+
+/// The keys of the catalogue in the order in which Qt's JSON objects keep them, so that an event's members can be put
+/// into their places without a comparison. Each is ready to be written: in quotes, and with its colon.
+class KeyOrder
 {
-    switch (value.type()) {
-    case QJsonValue::Null:
-        return false;
-    case QJsonValue::Array:
-        return !value.toArray().isEmpty();
-    case QJsonValue::Object:
-        return !value.toObject().isEmpty();
-    case QJsonValue::String:
-        return !value.toString().isEmpty();
-    case QJsonValue::Bool:
-    case QJsonValue::Double:
-    case QJsonValue::Undefined:
-        break;
+public:
+    static constexpr int propertyCount = 139;
+    static constexpr int longestKey = 32;
+
+    KeyOrder()
+    {
+        QList<QByteArray> keys;
+        for (QLatin1String key : propertyKeys)
+            keys.append('"' + QByteArray(key.data(), key.size()) + "\":");
+        std::sort(keys.begin(), keys.end());
+        keys.erase(std::unique(keys.begin(), keys.end()), keys.end());
+        for (qsizetype i = 0; i < keys.size(); ++i) {
+            m_sizes[i] = static_cast<quint8>(keys.at(i).size());
+            std::copy(keys.at(i).begin(), keys.at(i).end(), m_keys[i]);
+        }
+
+        std::fill(std::begin(m_places), std::end(m_places), qint16(-1));
+        for (auto it = propertyKeys.begin(); it != propertyKeys.end(); ++it) {
+            QByteArray const key = '"' + QByteArray(it->data(), it->size()) + "\":";
+            m_places[static_cast<int>(it.key())] = static_cast<qint16>(keys.indexOf(key));
+        }
     }
-    return true;
-}
 
-static void insertProperty(QJsonObject &object, Property property, IPropertyProvider const *provider,
-                           AnalyticsEventData const &data)
+    /// The place of a property's key, or -1 for a property that has none.
+    int placeOf(Property property) const
+    {
+        auto const index = static_cast<unsigned>(property);
+        return index < propertyCount ? m_places[index] : -1;
+    }
+
+    int sizeAt(int place) const { return m_sizes[place]; }
+
+    /// Writes a key into room for the longest: all are copied alike, without a look at their size.
+    char *writeKeyAt(int place, char *at) const
+    {
+        std::memcpy(at, m_keys[place], longestKey);
+        return at + m_sizes[place];
+    }
+
+private:
+    char m_keys[propertyCount][longestKey] = {};
+    quint8 m_sizes[propertyCount] = {};
+    qint16 m_places[propertyCount];
+};
+
+KeyOrder const keyOrder;
+
+/// The object of one event: its members as they come, put into the order of their keys at the end.
+class EventObject
 {
-    QJsonValue const value = toJson(provider->value(property, data));
+public:
+    void insert(Property property, QVariant const &value)
+    {
+        int const place = keyOrder.placeOf(property);
+        if (place < 0) {
+            // Nobody will see it, but a host's converter is called all the same.
+            write(m_bytes, value);
+            return;
+        }
 
-    QLatin1String const key = propertyKeys.value(property);
-    if (key.isEmpty() || !isWritten(value))
-        return;
-    object.insert(key, value);
-}
+        qsizetype const begin = m_bytes.size();
+        m_bytes.setEnd(keyOrder.writeKeyAt(place, m_bytes.room(KeyOrder::longestKey)));
+        qsizetype const beginOfValue = m_bytes.size();
+        Written const written = write(m_bytes, value);
+
+        if (written == Written::Value && !isEmpty(beginOfValue)) {
+            put(place, {begin, m_bytes.size() - begin});
+            if (property == Property::EventId)
+                m_eventId = value;
+        } else {
+            m_bytes.truncate(begin);
+            if (written == Written::Undefined)
+                put(place, {begin, 0});
+        }
+    }
+
+    /// The event's id if it is a string, otherwise an empty one.
+    QString eventId() const
+    {
+        QByteArrayView const json = value(Property::EventId);
+        if (!json.startsWith('"'))
+            return {};
+        return m_eventId.metaType().id() == QMetaType::QString ? m_eventId.toString() : parsed(json).toString();
+    }
+
+    /// The event's counter if it is an integer that fits, otherwise 0.
+    int eventCounter() const
+    {
+        QByteArrayView const json = value(Property::EventCounter);
+        int number = 0;
+        auto const [end, error] = std::from_chars(json.begin(), json.end(), number);
+        if (error == std::errc() && end == json.end())
+            return number;
+        return json.isEmpty() ? 0 : parsed(json).toInt(0);
+    }
+
+    QByteArray toJson() const
+    {
+        if (m_size == 0)
+            return QByteArrayLiteral("{}");
+
+        // Each member is led by a comma, and the first one's gives way to the bracket.
+        QByteArray object(m_size + 1, Qt::Uninitialized);
+        char *at = object.data();
+        for (int word = 0; word < wordCount; ++word) {
+            for (quint64 taken = m_taken[word]; taken != 0; taken &= taken - 1) {
+                Member const &member = m_members[word * 64 + static_cast<int>(qCountTrailingZeroBits(taken))];
+                *at++ = ',';
+                at = json::writeLiteral(at, {m_bytes.at(member.begin), member.size});
+            }
+        }
+        object.front() = '{';
+        *at = '}';
+        return object;
+    }
+
+private:
+    struct Member
+    {
+        qsizetype begin;
+        qsizetype size;
+    };
+
+    static constexpr int wordCount = (KeyOrder::propertyCount + 63) / 64;
+
+    /// Of the values that begin like a string, a list or an object, the empty ones are those of two bytes.
+    bool isEmpty(qsizetype begin) const
+    {
+        char const first = *m_bytes.at(begin);
+        return m_bytes.size() - begin == 2 && (first == '"' || first == '[' || first == '{');
+    }
+
+    /// Puts a member into its place, or takes away what is there when it has no bytes.
+    void put(int place, Member member)
+    {
+        quint64 &taken = m_taken[place / 64];
+        quint64 const bit = Q_UINT64_C(1) << (place % 64);
+        if (taken & bit)
+            m_size -= m_members[place].size + 1;
+        m_members[place] = member;
+        taken = member.size > 0 ? taken | bit : taken & ~bit;
+        if (member.size > 0)
+            m_size += member.size + 1;
+    }
+
+    QByteArrayView value(Property property) const
+    {
+        int const place = keyOrder.placeOf(property);
+        if (!(m_taken[place / 64] >> (place % 64) & 1))
+            return {};
+        Member const &member = m_members[place];
+        return QByteArrayView(m_bytes.at(member.begin), member.size).sliced(keyOrder.sizeAt(place));
+    }
+
+    static QJsonValue parsed(QByteArrayView json)
+    {
+        return QJsonDocument::fromJson('[' + json.toByteArray() + ']').array().at(0);
+    }
+
+    JsonBuffer m_bytes;
+    QVariant m_eventId; // The diagnostic line's; all else is read back from what has been written.
+    std::array<quint64, wordCount> m_taken = {};
+    qsizetype m_size = 0; // Of all members, each with its comma.
+    Member m_members[KeyOrder::propertyCount];
+};
+
+} // namespace
 
 JsonEventSerializer::~JsonEventSerializer() = default;
 
 QByteArray JsonEventSerializer::serialize(IPropertyProvider const *provider, AnalyticsEventData const &data,
                                           QList<Property> const &properties) const
 {
-    if (!eventTable.contains(data.type))
+    auto const event = eventTable.constFind(data.type);
+    if (event == eventTable.cend())
         return {};
 
-    QJsonObject object;
+    EventObject object;
     for (Property property : properties)
-        insertProperty(object, property, provider, data);
+        object.insert(property, provider->value(property, data));
+    for (Property property : event->properties)
+        object.insert(property, provider->value(property, data));
 
-    EventProperties const event = eventTable.value(data.type);
-    for (Property property : event.properties)
-        insertProperty(object, property, provider, data);
-
-    logging::toLog(4, "stbanalytics", QString(), 0, "", "")
-        << "analytics event prepared:"
-        << "id =" << object.value(propertyKeys.value(Property::EventId)).toString()
-        << "counter =" << object.value(propertyKeys.value(Property::EventCounter)).toInt(0);
-
-    return QJsonDocument(object).toJson(QJsonDocument::Compact);
+    writeDiagnosticLine(object.eventId(), object.eventCounter());
+    return object.toJson();
 }
 
 QByteArray JsonEventSerializer::pack(QList<QByteArray> const &events) const
 {
-    QByteArray package = "{\"events\":[";
+    constexpr std::string_view head = "{\"events\":[";
+    constexpr std::string_view tail = "]}";
+
+    qsizetype size = static_cast<qsizetype>(head.size() + tail.size()) + std::max(events.size() - 1, qsizetype(0));
+    for (QByteArray const &event : events)
+        size += event.size();
+
+    QByteArray package(size, Qt::Uninitialized);
+    char *at = std::copy(head.begin(), head.end(), package.data());
     for (qsizetype i = 0; i < events.size(); ++i) {
         if (i > 0)
-            package += ',';
-        package += events.at(i);
+            *at++ = ',';
+        at = std::copy(events.at(i).begin(), events.at(i).end(), at);
     }
-    package += "]}";
+    std::copy(tail.begin(), tail.end(), at);
     return package;
 }
 

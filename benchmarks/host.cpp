@@ -1,5 +1,6 @@
 #include "host.h"
 
+#include <analytics/catalogue_p.h>
 #include <analytics/records.h>
 
 #include <QtCore/QLoggingCategory>
@@ -45,49 +46,16 @@ NetworkInfo network()
             0};
 }
 
-NetworkInterface networkInterface()
-{
-    return {QStringLiteral("eth0"),
-            QStringLiteral("up"),
-            QStringLiteral("02:00:5e:10:00:01"),
-            QStringLiteral("dhcp"),
-            QStringLiteral("192.0.2.17"),
-            QStringLiteral("255.255.255.0"),
-            QStringLiteral("192.0.2.1"),
-            QStringLiteral("2001:db8::17"),
-            {{42, QStringLiteral("192.0.2.5")}, {15, QStringLiteral("example.net")}},
-            {QStringLiteral("192.0.2.1"), QStringLiteral("192.0.2.2")}};
-}
-
 VerimatrixError verimatrixError()
 {
     return {QStringLiteral("getKey"), 1203, 4, 7, 2};
-}
-
-PurchaseVariant purchaseVariant()
-{
-    return {
-        12, 88120345, QStringLiteral("vod"), QStringLiteral("EUR"), 399, QStringLiteral("tvod"), QStringLiteral("rent"),
-        31, 77};
-}
-
-MessageTarget messageTarget()
-{
-    MessageTarget target;
-    target.type = QStringLiteral("screen");
-    target.title = QStringLiteral("New films");
-    target.id = 9;
-    target.screenName = QStringLiteral("collection");
-    target.collectionId = 450;
-    return target;
 }
 
 } // namespace
 
 FullProvider::FullProvider()
 {
-    QMetaEnum const properties = QMetaEnum::fromType<Property>();
-    for (int i = 0; i < properties.keyCount(); ++i)
+    for (int i = 0; i < QMetaEnum::fromType<Property>().keyCount(); ++i)
         m_values.push_back(QString::fromLatin1("value of %1").arg(i));
 
     auto const set = [this](Property property, auto const &value) {
@@ -108,54 +76,13 @@ FullProvider::FullProvider()
     set(Property::BufferingInfo, BufferingInfo{2, 3, 3120});
     set(Property::Etr290, etr290());
     set(Property::Mdi, MdiInfo{0, 42});
-    set(Property::Scte35, Scte35{4711, 8100000});
-    set(Property::MessageTarget, messageTarget());
-    set(Property::PurchaseVariant, purchaseVariant());
-    set(Property::PurchaseVariants,
-        QVariantList{QVariant::fromValue(purchaseVariant()), QVariant::fromValue(purchaseVariant())});
     set(Property::CpuInfo, CpuInfo{61, 34, 92, 4, 1500});
     set(Property::MemoryInfo, MemoryInfo{2048000, 1310720, 1703936, 262144, 327680, 912384, 301204, 322560});
-    set(Property::HwInfo,
-        HardwareInfo{QStringLiteral("Example"),
-                     QStringLiteral("Box 4K"),
-                     QStringLiteral("arm64"),
-                     QStringLiteral("C2"),
-                     {{QStringLiteral("DDR4"), 2048, QStringLiteral("2400 MT/s")},
-                      {QStringLiteral("eMMC"), 8192, QStringLiteral("5.1")}}});
-    set(Property::HdmiInfo, HdmiInfo{QStringLiteral("TV"), QStringLiteral("2160p60"), QStringLiteral("1080p50")});
     set(Property::WifiInfo,
         WifiInfo{QStringLiteral("home"), QStringLiteral("02:00:5e:10:00:99"), qint8(-61), quint16(5180), 433,
                  QStringLiteral("wifi5")});
     set(Property::PowerInfo, PowerInfo{QStringLiteral("on"), 86400, QStringLiteral("rcu")});
-    set(Property::SystemSettings,
-        SystemSettings{QStringLiteral("1080p"),
-                       QStringLiteral("normal"),
-                       QStringLiteral("default"),
-                       qint16(40),
-                       QStringLiteral("off"),
-                       QStringLiteral("on"),
-                       {{QStringLiteral("hdmi"), QStringLiteral("1080p50")}},
-                       QStringLiteral("on"),
-                       QStringLiteral("off"),
-                       QStringLiteral("on"),
-                       QStringLiteral("on")});
     set(Property::NetworkInfo, network());
-    set(Property::NetworkInterfaces, QVariantList{QVariant::fromValue(networkInterface())});
-    set(Property::Endpoints,
-        Endpoints{QStringLiteral("https://api.example.net"), QStringLiteral("wss://ws.example.net"),
-                  QStringLiteral("https://spy.example.net"), QStringLiteral("https://img.example.net"),
-                  QStringLiteral("https://proxy.example.net")});
-    set(Property::NcError,
-        NcError{QStringLiteral("https://api.example.net"),
-                QStringLiteral("GET"),
-                QStringLiteral("/v2/epg"),
-                {{QStringLiteral("channel"), QStringLiteral("501")}},
-                QStringLiteral("upstream timed out"),
-                504,
-                30012});
-    set(Property::HttpError, HttpError{QStringLiteral("GET"), QStringLiteral("https://cdn.example.net/1.ts"), 404});
-    set(Property::VerimatrixCasError, verimatrixError());
-    set(Property::VerimatrixDrmError, verimatrixError());
     set(Property::VmxErrors, VmxErrors{3, {verimatrixError(), verimatrixError()}});
 
     set(Property::PlaybackUrl, QStringLiteral("https://cdn.example.net/live/501/index.m3u8?profile=hd"));
@@ -186,6 +113,11 @@ QList<Property> genericProperties()
 {
     return {Property::EventId,   Property::EventVersion, Property::EventCounter,
             Property::Timestamp, Property::MacAddress,   Property::Uid};
+}
+
+QList<Property> propertiesOf(EventType type)
+{
+    return eventTable.value(type).properties;
 }
 
 AnalyticsEventData eventOf(EventType type)

@@ -6,7 +6,8 @@
 
 #include <vector>
 
-/// A provider that has a value for every property. The values are made once: asking for one costs a copy of a variant.
+/// A provider that has a value for every property of a service-quality sample, a status of the application and a start
+/// of playback. The values are made once: asking for one costs a copy of a variant.
 class FullProvider : public analytics::IPropertyProvider
 {
 public:
@@ -27,6 +28,9 @@ public:
 
 /// What the manager asks for with every event.
 QList<analytics::Property> genericProperties();
+
+/// What an event of the type asks for besides.
+QList<analytics::Property> propertiesOf(analytics::EventType type);
 
 analytics::AnalyticsEventData eventOf(analytics::EventType type);
 
