@@ -13,6 +13,7 @@
 #include <algorithm>
 #include <array>
 #include <atomic>
+#include <charconv>
 
 namespace analytics {
 
@@ -177,10 +178,11 @@ template <typename Record> static void writeRecord(JsonBuffer &out, void const *
 }
 
 /// A value that does not hold the record itself is converted; where the converter fails, the record stays as it began.
-template <typename Record> static void writeConverted(JsonBuffer &out, QVariant const &value)
+template <typename Record>
+[[gnu::cold]] static void writeConverted(JsonBuffer &out, QVariant const &value, QMetaType recordType)
 {
     Record record{};
-    QMetaType::convert(value.metaType(), value.constData(), QMetaType::fromType<Record>(), &record);
+    QMetaType::convert(value.metaType(), value.constData(), recordType, &record);
     writeRecord<Record>(out, &record);
 }
 
@@ -189,14 +191,13 @@ namespace {
 struct RecordType
 {
     std::string_view name;
-    QMetaType type;
     void (*write)(JsonBuffer &out, void const *record);
-    void (*writeConverted)(JsonBuffer &out, QVariant const &value);
+    void (*writeConverted)(JsonBuffer &out, QVariant const &value, QMetaType recordType);
 };
 
 template <typename Record> constexpr RecordType recordType(std::string_view name)
 {
-    return {name, QMetaType::fromType<Record>(), writeRecord<Record>, writeConverted<Record>};
+    return {name, writeRecord<Record>, writeConverted<Record>};
 }
 
 constexpr std::string_view namespacePrefix = "analytics::";
@@ -232,9 +233,10 @@ constexpr RecordType recordTypes[] = {
     recordType<MessageTarget>("analytics::MessageTarget"),
 };
 constexpr std::size_t recordTypeCount = std::size(recordTypes);
+constexpr quint32 allRecords = (1u << recordTypeCount) - 1;
 
-/// Finds a record type by its name, which is by what Qt itself tells types apart: a host's meta-type object of a record
-/// is another one than ours.
+/// Finds a record type by its name, which is by what Qt itself tells types apart. Here are no meta-type objects of the
+/// records: a host has its own, and those of 27 records are a tenth of the library.
 class RecordNames
 {
 public:
@@ -291,32 +293,43 @@ static_assert(recordNames.isComplete(), "no two names share a place");
 class RegisteredRecords
 {
 public:
-    /// One bit for each of the record types, by their index.
-    quint32 mask()
+    /// Those of some record types that are registered; both have one bit for each type, by its index.
+    quint32 among(quint32 wanted)
     {
+        quint32 const known = m_mask.load(std::memory_order_acquire) & wanted;
+        if (known == wanted)
+            return known;
         int const next = m_nextTypeId.load(std::memory_order_acquire);
         if (Q_UNLIKELY(QMetaType::isRegistered(next)))
             look(next);
-        return m_mask.load(std::memory_order_relaxed);
+        return m_mask.load(std::memory_order_acquire) & wanted;
     }
 
+    /// The type of a record that is registered.
+    QMetaType type(int index) const { return QMetaType(m_types[index].load(std::memory_order_relaxed)); }
+
 private:
-    void look(int next)
+    [[gnu::cold]] void look(int next)
     {
         while (QMetaType::isRegistered(next))
             ++next;
         quint32 mask = 0;
         for (std::size_t i = 0; i < recordTypeCount; ++i) {
             std::string_view const name = recordTypes[i].name;
-            if (QMetaType::fromName({name.data(), static_cast<qsizetype>(name.size())}).isValid())
+            QMetaType const type = QMetaType::fromName({name.data(), static_cast<qsizetype>(name.size())});
+            if (type.isValid()) {
+                m_types[i].store(type.iface(), std::memory_order_relaxed);
                 mask |= 1u << i;
+            }
         }
-        m_mask.store(mask, std::memory_order_relaxed);
+        // A thread that sees the number sees the mask, and with the mask the types.
+        m_mask.store(mask, std::memory_order_release);
         m_nextTypeId.store(next, std::memory_order_release);
     }
 
     std::atomic<quint32> m_mask{0};
     std::atomic<int> m_nextTypeId{QMetaType::User + 1};
+    std::atomic<QtPrivate::QMetaTypeInterface const *> m_types[recordTypeCount] = {};
 };
 
 RegisteredRecords registeredRecords;
@@ -337,8 +350,8 @@ bool leadsElsewhere(QMetaType type, int index)
     if (QMetaType::hasRegisteredConverterFunction(type, QMetaType(QMetaType::QString)))
         return true;
     quint32 const before = (1u << index) - 1;
-    return anyOf(registeredRecords.mask() & before, [type](int other) {
-        return QMetaType::hasRegisteredConverterFunction(type, recordTypes[other].type);
+    return anyOf(registeredRecords.among(before), [type](int other) {
+        return QMetaType::hasRegisteredConverterFunction(type, registeredRecords.type(other));
     });
 }
 
@@ -375,14 +388,14 @@ static Written writeByTheRules(JsonBuffer &out, QVariant const &value)
     }
 
     qsizetype const begin = out.size();
-    anyOf(registeredRecords.mask(), [&out, &value](int index) {
-        RecordType const &record = recordTypes[index];
-        if (!QMetaType::canConvert(value.metaType(), record.type))
+    anyOf(registeredRecords.among(allRecords), [&out, &value](int index) {
+        QMetaType const recordType = registeredRecords.type(index);
+        if (!QMetaType::canConvert(value.metaType(), recordType))
             return false;
-        if (value.metaType() == record.type)
-            record.write(out, value.constData());
+        if (value.metaType() == recordType)
+            recordTypes[index].write(out, value.constData());
         else
-            record.writeConverted(out, value);
+            recordTypes[index].writeConverted(out, value, recordType);
         return true;
     });
     return writtenSince(begin, out);
@@ -483,31 +496,46 @@ static Written write(JsonBuffer &out, QVariant const &value)
 
 namespace {
 
-/// The keys of the catalogue in the order in which Qt's JSON objects keep them, so that an event's members can be put
-/// into their places without a comparison. Each is ready to be written: in quotes, and with its colon.
-class KeyOrder
+/// The catalogue as the serializer reads it. The keys have the order in which Qt's JSON objects keep them, so that an
+/// event's members can be put into their places without a comparison, and each is ready to be written: in quotes, and
+/// with its colon.
+class CatalogueIndex
 {
 public:
     static constexpr int propertyCount = 139;
+    static constexpr int eventTypeCount = 43;
     static constexpr int longestKey = 32;
 
-    KeyOrder()
+    [[gnu::cold]] CatalogueIndex()
     {
-        QList<QByteArray> keys;
-        for (QLatin1String key : propertyKeys)
-            keys.append('"' + QByteArray(key.data(), key.size()) + "\":");
-        std::sort(keys.begin(), keys.end());
-        keys.erase(std::unique(keys.begin(), keys.end()), keys.end());
-        for (qsizetype i = 0; i < keys.size(); ++i) {
-            m_sizes[i] = static_cast<quint8>(keys.at(i).size());
-            std::copy(keys.at(i).begin(), keys.at(i).end(), m_keys[i]);
+        for (auto it = eventTable.begin(); it != eventTable.end(); ++it)
+            m_events[static_cast<int>(it.key())] = &*it;
+
+        QLatin1String keys[propertyCount];
+        QLatin1String *end = keys;
+        for (QLatin1String key : propertyKeys) {
+            QLatin1String *const at = std::lower_bound(keys, end, key);
+            if (at == end || *at != key) {
+                std::copy_backward(at, end, end + 1);
+                *at = key;
+                ++end;
+            }
         }
+        for (QLatin1String const *key = keys; key != end; ++key)
+            m_sizes[key - keys] = static_cast<quint8>(
+                json::writeKey(m_keys[key - keys], {key->data(), static_cast<std::size_t>(key->size())})
+                - m_keys[key - keys]);
 
         std::fill(std::begin(m_places), std::end(m_places), qint16(-1));
-        for (auto it = propertyKeys.begin(); it != propertyKeys.end(); ++it) {
-            QByteArray const key = '"' + QByteArray(it->data(), it->size()) + "\":";
-            m_places[static_cast<int>(it.key())] = static_cast<qint16>(keys.indexOf(key));
-        }
+        for (auto it = propertyKeys.begin(); it != propertyKeys.end(); ++it)
+            m_places[static_cast<int>(it.key())] = static_cast<qint16>(std::lower_bound(keys, end, *it) - keys);
+    }
+
+    /// An event's entry, or null for a type that has none.
+    EventProperties const *event(EventType type) const
+    {
+        auto const index = static_cast<unsigned>(type);
+        return index < eventTypeCount ? m_events[index] : nullptr;
     }
 
     /// The place of a property's key, or -1 for a property that has none.
@@ -527,12 +555,13 @@ public:
     }
 
 private:
+    EventProperties const *m_events[eventTypeCount] = {};
     char m_keys[propertyCount][longestKey] = {};
     quint8 m_sizes[propertyCount] = {};
     qint16 m_places[propertyCount];
 };
 
-KeyOrder const keyOrder;
+CatalogueIndex const catalogue;
 
 /// The object of one event: its members as they come, put into the order of their keys at the end.
 class EventObject
@@ -540,7 +569,7 @@ class EventObject
 public:
     void insert(Property property, QVariant const &value)
     {
-        int const place = keyOrder.placeOf(property);
+        int const place = catalogue.placeOf(property);
         if (place < 0) {
             // Nobody will see it, but a host's converter is called all the same.
             write(m_bytes, value);
@@ -548,14 +577,14 @@ public:
         }
 
         qsizetype const begin = m_bytes.size();
-        m_bytes.setEnd(keyOrder.writeKeyAt(place, m_bytes.room(KeyOrder::longestKey)));
+        m_bytes.setEnd(catalogue.writeKeyAt(place, m_bytes.room(CatalogueIndex::longestKey)));
         qsizetype const beginOfValue = m_bytes.size();
         Written const written = write(m_bytes, value);
 
         if (written == Written::Value && !isEmpty(beginOfValue)) {
             put(place, {begin, m_bytes.size() - begin});
             if (property == Property::EventId)
-                m_eventId = value;
+                m_eventId = value.metaType().id() == QMetaType::QString ? value.toString() : QString();
         } else {
             m_bytes.truncate(begin);
             if (written == Written::Undefined)
@@ -569,7 +598,7 @@ public:
         QByteArrayView const json = value(Property::EventId);
         if (!json.startsWith('"'))
             return {};
-        return m_eventId.metaType().id() == QMetaType::QString ? m_eventId.toString() : parsed(json).toString();
+        return m_eventId.isEmpty() ? parsed(json).toString() : m_eventId;
     }
 
     /// The event's counter if it is an integer that fits, otherwise 0.
@@ -610,7 +639,7 @@ private:
         qsizetype size;
     };
 
-    static constexpr int wordCount = (KeyOrder::propertyCount + 63) / 64;
+    static constexpr int wordCount = (CatalogueIndex::propertyCount + 63) / 64;
 
     /// Of the values that begin like a string, a list or an object, the empty ones are those of two bytes.
     bool isEmpty(qsizetype begin) const
@@ -634,23 +663,23 @@ private:
 
     QByteArrayView value(Property property) const
     {
-        int const place = keyOrder.placeOf(property);
+        int const place = catalogue.placeOf(property);
         if (!(m_taken[place / 64] >> (place % 64) & 1))
             return {};
         Member const &member = m_members[place];
-        return QByteArrayView(m_bytes.at(member.begin), member.size).sliced(keyOrder.sizeAt(place));
+        return QByteArrayView(m_bytes.at(member.begin), member.size).sliced(catalogue.sizeAt(place));
     }
 
-    static QJsonValue parsed(QByteArrayView json)
+    [[gnu::cold]] static QJsonValue parsed(QByteArrayView json)
     {
         return QJsonDocument::fromJson('[' + json.toByteArray() + ']').array().at(0);
     }
 
     JsonBuffer m_bytes;
-    QVariant m_eventId; // The diagnostic line's; all else is read back from what has been written.
+    QString m_eventId; // Where it is held as a string; an id of another type is read back from what has been written.
     std::array<quint64, wordCount> m_taken = {};
     qsizetype m_size = 0; // Of all members, each with its comma.
-    Member m_members[KeyOrder::propertyCount];
+    Member m_members[CatalogueIndex::propertyCount];
 };
 
 } // namespace
@@ -660,8 +689,8 @@ JsonEventSerializer::~JsonEventSerializer() = default;
 QByteArray JsonEventSerializer::serialize(IPropertyProvider const *provider, AnalyticsEventData const &data,
                                           QList<Property> const &properties) const
 {
-    auto const event = eventTable.constFind(data.type);
-    if (event == eventTable.cend())
+    EventProperties const *const event = catalogue.event(data.type);
+    if (!event)
         return {};
 
     EventObject object;

@@ -3,6 +3,7 @@
 #include <QtCore/QLocale>
 
 #include <algorithm>
+#include <charconv>
 #include <cmath>
 
 namespace analytics {
@@ -168,6 +169,11 @@ char *writeString(char *at, QStringView text)
     }
     *at++ = '"';
     return at;
+}
+
+char *writeDigits(char *at, qint64 number)
+{
+    return std::to_chars(at, at + roomForNumber, number).ptr;
 }
 
 char *writeNumber(char *at, double number)

@@ -4,7 +4,6 @@
 #include <QtCore/QStringView>
 #include <QtCore/QVarLengthArray>
 
-#include <charconv>
 #include <cstring>
 #include <string_view>
 
@@ -84,13 +83,14 @@ inline char *writeLiteral(char *at, QByteArrayView json)
     return at + json.size();
 }
 
+char *writeDigits(char *at, qint64 number);
+
 inline char *writeInteger(char *at, qint64 number)
 {
-    if (number >= 0 && number < 10) { // Most counters count little.
-        *at = static_cast<char>('0' + number);
-        return at + 1;
-    }
-    return std::to_chars(at, at + roomForNumber, number).ptr;
+    if (number < 0 || number > 9) // Most counters count little.
+        return writeDigits(at, number);
+    *at = static_cast<char>('0' + number);
+    return at + 1;
 }
 
 /// Up to here Qt takes a double that is whole for an integer and writes all its digits.

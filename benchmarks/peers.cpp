@@ -80,13 +80,13 @@ template <typename Record, typename Value>
 void addRow(Tree &tree, Record const &record, Member<Record, Value> const &member)
 {
     if (member.isAlways || !isUnset(record.*member.field))
-        tree.emplace(member.key, treeOf(record.*member.field));
+        tree[std::string(member.key)] = treeOf(record.*member.field);
 }
 
 template <typename Record, typename... Members>
 void addRow(Tree &tree, Record const &record, Group<Members...> const &group)
 {
-    tree.emplace(group.key, treeOf(record, group.members));
+    tree[std::string(group.key)] = treeOf(record, group.members);
 }
 
 template <typename Record, typename Element, typename Form>
@@ -97,7 +97,7 @@ void addRow(Tree &tree, Record const &record, List<Record, Element, Form> const 
     Tree array = Tree::array();
     for (Element const &element : record.*list.field)
         array.push_back(treeOf(element, list.form));
-    tree.emplace(list.key, std::move(array));
+    tree[std::string(list.key)] = std::move(array);
 }
 
 template <typename Record, typename... Rows> Tree treeOf(Record const &record, std::tuple<Rows...> const &rows)
@@ -253,19 +253,18 @@ template <typename Insert> void forEachProperty(EventType type, QList<Property> 
 
 } // namespace
 
-std::string serializeWithNlohmann(IPropertyProvider const &provider, AnalyticsEventData const &data,
-                                  QList<Property> const &properties)
+QByteArray serializeWithNlohmann(IPropertyProvider const &provider, AnalyticsEventData const &data,
+                                 QList<Property> const &properties)
 {
     Tree event = Tree::object();
     forEachProperty(data.type, properties, [&](Property property, QLatin1String key) {
-        event.emplace(std::string_view(key.data(), static_cast<std::size_t>(key.size())),
-                      treeOf(provider.value(property, data)));
+        event[std::string(key.data(), static_cast<std::size_t>(key.size()))] = treeOf(provider.value(property, data));
     });
-    return event.dump();
+    return QByteArray::fromStdString(event.dump());
 }
 
-std::string serializeWithRapidJson(IPropertyProvider const &provider, AnalyticsEventData const &data,
-                                   QList<Property> const &properties)
+QByteArray serializeWithRapidJson(IPropertyProvider const &provider, AnalyticsEventData const &data,
+                                  QList<Property> const &properties)
 {
     rapidjson::StringBuffer buffer;
     Writer writer(buffer);
@@ -275,5 +274,5 @@ std::string serializeWithRapidJson(IPropertyProvider const &provider, AnalyticsE
         write(writer, provider.value(property, data));
     });
     writer.EndObject();
-    return {buffer.GetString(), buffer.GetSize()};
+    return {buffer.GetString(), static_cast<qsizetype>(buffer.GetSize())};
 }

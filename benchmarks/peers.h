@@ -3,20 +3,19 @@
 #include <analytics/analyticseventdata.h>
 #include <analytics/ipropertyprovider.h>
 
+#include <QtCore/QByteArray>
 #include <QtCore/QList>
-
-#include <string>
 
 // The same work as JsonEventSerializer::serialize() does, done with other people's libraries: each asks the provider
 // for the same values and writes the same members. What they share is what they are given: the catalogue and the
 // description of the records.
 
 /// Builds the event as a tree of nlohmann::json, whose objects are sorted, and dumps it.
-std::string serializeWithNlohmann(analytics::IPropertyProvider const &provider,
-                                  analytics::AnalyticsEventData const &data,
-                                  QList<analytics::Property> const &properties);
+QByteArray serializeWithNlohmann(analytics::IPropertyProvider const &provider,
+                                 analytics::AnalyticsEventData const &data,
+                                 QList<analytics::Property> const &properties);
 
 /// Writes the event with a RapidJSON Writer, in whatever order the values come.
-std::string serializeWithRapidJson(analytics::IPropertyProvider const &provider,
-                                   analytics::AnalyticsEventData const &data,
-                                   QList<analytics::Property> const &properties);
+QByteArray serializeWithRapidJson(analytics::IPropertyProvider const &provider,
+                                  analytics::AnalyticsEventData const &data,
+                                  QList<analytics::Property> const &properties);

@@ -8,14 +8,14 @@ using namespace analytics;
 
 namespace {
 
-struct KeyRow
+struct ExpectedKey
 {
     int value;
     char const *property;
     char const *key;
 };
 
-struct EventRow
+struct ExpectedEvent
 {
     int value;
     char const *type;
@@ -26,7 +26,7 @@ struct EventRow
 
 // clang-format off
 
-QList<KeyRow> const keyRows = {
+QList<ExpectedKey> const expectedKeys = {
     {  0, "ActiveInterface",        "active_interface"},
     {  1, "AdDuration",             "ad_duration"},
     {  2, "AdPlaceType",            "ad_place_type"},
@@ -168,7 +168,7 @@ QList<KeyRow> const keyRows = {
     {138, "ZapTime",                "zap_time"},
 };
 
-QList<EventRow> const eventRows = {
+QList<ExpectedEvent> const expectedEvents = {
     { 1, "Discover",                  "discover",                    1, "SerialNumber DiscoverCase Endpoints"},
     { 2, "MessageClicked",            "message_clicked",             1, "San AppScreen MessageId MessageType MessageTarget MessageDelivery PollResult"},
     { 3, "MessageShown",              "message_shown",               1, "San AppScreen MessageId MessageType MessageTarget MessageDelivery"},
@@ -242,7 +242,7 @@ void TestCatalogue::keys_data()
     QTest::addColumn<int>("value");
     QTest::addColumn<QByteArray>("key");
 
-    for (KeyRow const &row : keyRows)
+    for (ExpectedKey const &row : expectedKeys)
         QTest::newRow(row.property) << row.value << QByteArray(row.key);
 }
 
@@ -258,17 +258,17 @@ void TestCatalogue::keys()
 
 void TestCatalogue::keyTable()
 {
-    QCOMPARE(keyRows.size(), 139);
+    QCOMPARE(expectedKeys.size(), 139);
     QCOMPARE(propertyKeys.size(), 139);
-    QCOMPARE(propertyKeyList.size(), size_t(140));
-    QCOMPARE((propertyKeyList.begin() + 53)->first, Property::Location);
-    QCOMPARE((propertyKeyList.begin() + 56)->first, Property::Location);
-    QCOMPARE((propertyKeyList.begin() + 56)->second, QLatin1String("location"));
+    QCOMPARE(std::size(propertyKeyRows), size_t(140));
+    QCOMPARE(propertyKeyRows[53].property, Property::Location);
+    QCOMPARE(propertyKeyRows[56].property, Property::Location);
+    QCOMPARE(propertyKeyRows[56].key, "location");
     QVERIFY(propertyKeys.value(static_cast<Property>(139)).isNull());
     QVERIFY(propertyKeys.value(static_cast<Property>(-1)).isNull());
 
     QHash<QByteArray, QByteArrayList> properties;
-    for (KeyRow const &row : keyRows) {
+    for (ExpectedKey const &row : expectedKeys) {
         QLatin1String const key = propertyKeys.value(static_cast<Property>(row.value));
         QVERIFY(key.size() >= 2 && key.size() <= 21);
         properties[QByteArray(key.data(), key.size())].append(row.property);
@@ -284,7 +284,7 @@ void TestCatalogue::events_data()
     QTest::addColumn<int>("priority");
     QTest::addColumn<QByteArrayList>("properties");
 
-    for (EventRow const &row : eventRows)
+    for (ExpectedEvent const &row : expectedEvents)
         QTest::newRow(row.type) << row.value << QByteArray(row.name) << row.priority
                                 << QByteArray(row.properties).split(' ');
 }
@@ -312,7 +312,7 @@ void TestCatalogue::events()
 
 void TestCatalogue::eventTableAsAWhole()
 {
-    QCOMPARE(eventRows.size(), 42);
+    QCOMPARE(expectedEvents.size(), 42);
     QCOMPARE(eventTable.size(), 42);
     QVERIFY(!eventTable.contains(EventType::Invalid));
 
