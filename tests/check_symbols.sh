@@ -8,7 +8,7 @@ exported=$(mktemp)
 trap 'rm -f "$exported"' EXIT
 nm -D --defined-only --format=posix "$1" | awk '{ print $2, $1 }' | c++filt |
     awk '($1 !~ /^[VWu]$/ || / analytics::/) && !/__odr_asan/' |
-    sed -e 's/^[DR] \(vtable\|typeinfo\|typeinfo name\) for /V \1 for /' -e '/duration</s/long long/long/; s/1ll/1l/g' |
+    sed -e 's/^[DR] \(vtable\|typeinfo\|typeinfo name\) for /V \1 for /' -e '/duration</s/long long/long/; s/\([0-9]\)ll/\1l/g' |
     LC_ALL=C sort -u >"$exported"
 
 if ! diff -u "$2" "$exported"; then
