@@ -440,7 +440,7 @@ static Written write(JsonBuffer &out, QVariant const &value)
     void const *const data = held.storage();
 
     // Types whose plain form is the same with every version of Qt and on every processor.
-    switch (type.id()) {
+    switch (held.typeInterface()->typeId.loadRelaxed()) {
     case QMetaType::Bool:
         writeLiteral(out, *static_cast<bool const *>(data) ? "true" : "false");
         return Written::Value;
