@@ -13,7 +13,6 @@
 #include <algorithm>
 #include <array>
 #include <atomic>
-#include <charconv>
 
 namespace analytics {
 
@@ -374,11 +373,13 @@ static Written writtenSince(qsizetype begin, JsonBuffer &out)
     return Written::Nothing;
 }
 
-/// Writes a value of any type as the rules have it: in its plain form where Qt knows one, else as the first record that
-/// it can be converted to.
-static Written writeByTheRules(JsonBuffer &out, QVariant const &value)
+/// Writes a value of any type as the rules have it: in its plain form where Qt knows one, which goes into plainForm too
+/// where that is given, else as the first record that it can be converted to.
+static Written writeByTheRules(JsonBuffer &out, QVariant const &value, QJsonValue *plainForm)
 {
     QJsonValue const plain = QJsonValue::fromVariant(value);
+    if (plainForm)
+        *plainForm = plain;
     if (plain.isUndefined())
         return Written::Undefined;
     if (!plain.isNull()) {
@@ -416,7 +417,7 @@ static void writeLiteral(JsonBuffer &out, QByteArrayView json)
     out.setEnd(json::writeLiteral(out.room(json.size()), json));
 }
 
-static Written write(JsonBuffer &out, QVariant const &value);
+static Written write(JsonBuffer &out, QVariant const &value, QJsonValue *plainForm = nullptr);
 
 /// Writes a list, whose elements are written by a function that takes the buffer and the element.
 template <typename List, typename Write> static void writeList(JsonBuffer &out, List const &list, Write writeElement)
@@ -429,7 +430,7 @@ template <typename List, typename Write> static void writeList(JsonBuffer &out, 
     out.setEnd(json::writeEnd(out.room(1), ']'));
 }
 
-static Written write(JsonBuffer &out, QVariant const &value)
+static Written write(JsonBuffer &out, QVariant const &value, QJsonValue *plainForm)
 {
     // The variant's public functions are calls into Qt, four for each value, and would cost as much as all the rest.
     QVariant::DataPtr const &held = value.data_ptr();
@@ -489,7 +490,7 @@ static Written write(JsonBuffer &out, QVariant const &value)
         }
         break;
     }
-    return writeByTheRules(out, value);
+    return writeByTheRules(out, value, plainForm);
 }
 
 // Events
@@ -545,8 +546,6 @@ public:
         return index < propertyCount ? m_places[index] : -1;
     }
 
-    int sizeAt(int place) const { return m_sizes[place]; }
-
     /// Writes a key into room for the longest: all are copied alike, without a look at their size.
     char *writeKeyAt(int place, char *at) const
     {
@@ -569,48 +568,23 @@ class EventObject
 public:
     void insert(Property property, QVariant const &value)
     {
-        int const place = catalogue.placeOf(property);
-        if (place < 0) {
-            // Nobody will see it, but a host's converter is called all the same.
-            write(m_bytes, value);
-            return;
-        }
-
-        qsizetype const begin = m_bytes.size();
-        m_bytes.setEnd(catalogue.writeKeyAt(place, m_bytes.room(CatalogueIndex::longestKey)));
-        qsizetype const beginOfValue = m_bytes.size();
-        Written const written = write(m_bytes, value);
-
-        if (written == Written::Value && !isEmpty(beginOfValue)) {
-            put(place, {begin, m_bytes.size() - begin});
-            if (property == Property::EventId)
-                m_eventId = value.metaType().id() == QMetaType::QString ? value.toString() : QString();
-        } else {
-            m_bytes.truncate(begin);
-            if (written == Written::Undefined)
-                put(place, {begin, 0});
+        switch (property) {
+        case Property::EventId:
+            insertEventId(value);
+            break;
+        case Property::EventCounter:
+            insertEventCounter(value);
+            break;
+        default:
+            insertMember(property, value);
         }
     }
 
     /// The event's id if it is a string, otherwise an empty one.
-    QString eventId() const
-    {
-        QByteArrayView const json = value(Property::EventId);
-        if (!json.startsWith('"'))
-            return {};
-        return m_eventId.isEmpty() ? parsed(json).toString() : m_eventId;
-    }
+    QString eventId() const { return m_eventId; }
 
     /// The event's counter if it is an integer that fits, otherwise 0.
-    int eventCounter() const
-    {
-        QByteArrayView const json = value(Property::EventCounter);
-        int number = 0;
-        auto const [end, error] = std::from_chars(json.begin(), json.end(), number);
-        if (error == std::errc() && end == json.end())
-            return number;
-        return json.isEmpty() ? 0 : parsed(json).toInt(0);
-    }
+    int eventCounter() const { return m_eventCounter; }
 
     QByteArray toJson() const
     {
@@ -641,6 +615,59 @@ private:
 
     static constexpr int wordCount = (CatalogueIndex::propertyCount + 63) / 64;
 
+    // What the diagnostic line shows is kept beside the bytes, which do not tell all: a JSON null may have been a
+    // number.
+
+    void insertEventId(QVariant const &value)
+    {
+        QJsonValue plain(QJsonValue::Undefined);
+        if (insertMember(Property::EventId, value, &plain) != Written::Nothing)
+            m_eventId = value.metaType().id() == QMetaType::QString ? value.toString() : plain.toString();
+    }
+
+    void insertEventCounter(QVariant const &value)
+    {
+        QJsonValue plain(QJsonValue::Undefined);
+        if (insertMember(Property::EventCounter, value, &plain) == Written::Nothing)
+            return;
+        switch (value.metaType().id()) {
+        case QMetaType::Int:
+        case QMetaType::UInt:
+        case QMetaType::LongLong:
+        case QMetaType::ULongLong:
+        case QMetaType::Double:
+            plain = QJsonValue::fromVariant(value);
+        }
+        m_eventCounter = plain.toInt(0);
+    }
+
+    /// Returns whether the member is there now, is not there any more, or nothing has changed.
+    Written insertMember(Property property, QVariant const &value, QJsonValue *plainForm = nullptr)
+    {
+        int const place = catalogue.placeOf(property);
+        if (place < 0) {
+            // Nobody will see it, but a host's converter is called all the same.
+            write(m_bytes, value);
+            return Written::Nothing;
+        }
+
+        qsizetype const begin = m_bytes.size();
+        m_bytes.setEnd(catalogue.writeKeyAt(place, m_bytes.room(CatalogueIndex::longestKey)));
+        qsizetype const beginOfValue = m_bytes.size();
+        Written const written = write(m_bytes, value, plainForm);
+
+        if (written == Written::Value && !isEmpty(beginOfValue)) {
+            put(place, {begin, m_bytes.size() - begin});
+            return Written::Value;
+        }
+        m_bytes.truncate(begin);
+        if (written == Written::Undefined) {
+            put(place, {begin, 0});
+            return Written::Undefined;
+        }
+        return Written::Nothing;
+    }
+
     /// Of the values that begin like a string, a list or an object, the empty ones are those of two bytes.
     bool isEmpty(qsizetype begin) const
     {
@@ -661,22 +688,9 @@ private:
             m_size += member.size + 1;
     }
 
-    QByteArrayView value(Property property) const
-    {
-        int const place = catalogue.placeOf(property);
-        if (!(m_taken[place / 64] >> (place % 64) & 1))
-            return {};
-        Member const &member = m_members[place];
-        return QByteArrayView(m_bytes.at(member.begin), member.size).sliced(catalogue.sizeAt(place));
-    }
-
-    [[gnu::cold]] static QJsonValue parsed(QByteArrayView json)
-    {
-        return QJsonDocument::fromJson('[' + json.toByteArray() + ']').array().at(0);
-    }
-
     JsonBuffer m_bytes;
-    QString m_eventId; // Where it is held as a string; an id of another type is read back from what has been written.
+    QString m_eventId;
+    int m_eventCounter = 0;
     std::array<quint64, wordCount> m_taken = {};
     qsizetype m_size = 0; // Of all members, each with its comma.
     Member m_members[CatalogueIndex::propertyCount];
