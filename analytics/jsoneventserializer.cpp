@@ -375,7 +375,7 @@ static Written writtenSince(qsizetype begin, JsonBuffer &out)
 
 /// Writes a value of any type as the rules have it: in its plain form where Qt knows one, which goes into plainForm too
 /// where that is given, else as the first record that it can be converted to.
-static Written writeByTheRules(JsonBuffer &out, QVariant const &value, QJsonValue *plainForm)
+static Written writeByTheRules(JsonBuffer &out, QVariant const &value, std::optional<QJsonValue> *plainForm)
 {
     QJsonValue const plain = QJsonValue::fromVariant(value);
     if (plainForm)
@@ -417,7 +417,7 @@ static void writeLiteral(JsonBuffer &out, QByteArrayView json)
     out.setEnd(json::writeLiteral(out.room(json.size()), json));
 }
 
-static Written write(JsonBuffer &out, QVariant const &value, QJsonValue *plainForm = nullptr);
+static Written write(JsonBuffer &out, QVariant const &value, std::optional<QJsonValue> *plainForm = nullptr);
 
 /// Writes a list, whose elements are written by a function that takes the buffer and the element.
 template <typename List, typename Write> static void writeList(JsonBuffer &out, List const &list, Write writeElement)
@@ -430,7 +430,7 @@ template <typename List, typename Write> static void writeList(JsonBuffer &out, 
     out.setEnd(json::writeEnd(out.room(1), ']'));
 }
 
-static Written write(JsonBuffer &out, QVariant const &value, QJsonValue *plainForm)
+static Written write(JsonBuffer &out, QVariant const &value, std::optional<QJsonValue> *plainForm)
 {
     // The variant's public functions are calls into Qt, four for each value, and would cost as much as all the rest.
     QVariant::DataPtr const &held = value.data_ptr();
@@ -562,22 +562,49 @@ private:
 
 CatalogueIndex const catalogue;
 
+/// Whether a type is one of the numeric ones that are written without asking Qt for their plain form, int apart.
+bool isNumber(int type)
+{
+    switch (type) {
+    case QMetaType::UInt:
+    case QMetaType::LongLong:
+    case QMetaType::ULongLong:
+    case QMetaType::Double:
+        return true;
+    default:
+        return false;
+    }
+}
+
 /// The object of one event: its members as they come, put into the order of their keys at the end.
 class EventObject
 {
 public:
     void insert(Property property, QVariant const &value)
     {
-        switch (property) {
-        case Property::EventId:
-            insertEventId(value);
-            break;
-        case Property::EventCounter:
-            insertEventCounter(value);
-            break;
-        default:
-            insertMember(property, value);
+        int const place = catalogue.placeOf(property);
+        if (place < 0) {
+            // Nobody will see it, but a host's converter is called all the same.
+            write(m_bytes, value);
+            return;
         }
+
+        qsizetype const begin = m_bytes.size();
+        m_bytes.setEnd(catalogue.writeKeyAt(place, m_bytes.room(CatalogueIndex::longestKey)));
+        qsizetype const beginOfValue = m_bytes.size();
+        bool const isInLine = property == Property::EventId || property == Property::EventCounter;
+        Written const written = write(m_bytes, value, isInLine ? &m_plainForm : nullptr);
+
+        if (written == Written::Value && !isEmptyFrom(beginOfValue)) {
+            put(place, {begin, m_bytes.size() - begin});
+        } else {
+            m_bytes.truncate(begin);
+            if (written != Written::Undefined)
+                return;
+            put(place, {begin, 0});
+        }
+        if (isInLine)
+            keepForLine(property, value);
     }
 
     /// The event's id if it is a string, otherwise an empty one.
@@ -615,61 +642,24 @@ private:
 
     static constexpr int wordCount = (CatalogueIndex::propertyCount + 63) / 64;
 
-    // What the diagnostic line shows is kept beside the bytes, which do not tell all: a JSON null may have been a
-    // number.
-
-    void insertEventId(QVariant const &value)
+    /// Keeps what the diagnostic line shows. The bytes do not tell: a null among them may have been a number.
+    void keepForLine(Property property, QVariant const &value)
     {
-        QJsonValue plain(QJsonValue::Undefined);
-        if (insertMember(Property::EventId, value, &plain) != Written::Nothing)
-            m_eventId = value.metaType().id() == QMetaType::QString ? value.toString() : plain.toString();
-    }
-
-    void insertEventCounter(QVariant const &value)
-    {
-        QJsonValue plain(QJsonValue::Undefined);
-        if (insertMember(Property::EventCounter, value, &plain) == Written::Nothing)
-            return;
-        switch (value.metaType().id()) {
-        case QMetaType::Int:
-        case QMetaType::UInt:
-        case QMetaType::LongLong:
-        case QMetaType::ULongLong:
-        case QMetaType::Double:
-            plain = QJsonValue::fromVariant(value);
+        // What is neither a string nor a number has no plain form, or has just been given one.
+        int const type = value.metaType().id();
+        if (property == Property::EventId) {
+            m_eventId = type == QMetaType::QString ? value.toString() : m_plainForm.value_or(QJsonValue()).toString();
+        } else if (type == QMetaType::Int) {
+            m_eventCounter = value.toInt();
+        } else {
+            m_eventCounter
+                = (isNumber(type) ? QJsonValue::fromVariant(value) : m_plainForm.value_or(QJsonValue())).toInt(0);
         }
-        m_eventCounter = plain.toInt(0);
-    }
-
-    /// Returns whether the member is there now, is not there any more, or nothing has changed.
-    Written insertMember(Property property, QVariant const &value, QJsonValue *plainForm = nullptr)
-    {
-        int const place = catalogue.placeOf(property);
-        if (place < 0) {
-            // Nobody will see it, but a host's converter is called all the same.
-            write(m_bytes, value);
-            return Written::Nothing;
-        }
-
-        qsizetype const begin = m_bytes.size();
-        m_bytes.setEnd(catalogue.writeKeyAt(place, m_bytes.room(CatalogueIndex::longestKey)));
-        qsizetype const beginOfValue = m_bytes.size();
-        Written const written = write(m_bytes, value, plainForm);
-
-        if (written == Written::Value && !isEmpty(beginOfValue)) {
-            put(place, {begin, m_bytes.size() - begin});
-            return Written::Value;
-        }
-        m_bytes.truncate(begin);
-        if (written == Written::Undefined) {
-            put(place, {begin, 0});
-            return Written::Undefined;
-        }
-        return Written::Nothing;
+        m_plainForm.reset();
     }
 
     /// Of the values that begin like a string, a list or an object, the empty ones are those of two bytes.
-    bool isEmpty(qsizetype begin) const
+    bool isEmptyFrom(qsizetype begin) const
     {
         char const first = *m_bytes.at(begin);
         return m_bytes.size() - begin == 2 && (first == '"' || first == '[' || first == '{');
@@ -689,6 +679,7 @@ private:
     }
 
     JsonBuffer m_bytes;
+    std::optional<QJsonValue> m_plainForm;
     QString m_eventId;
     int m_eventCounter = 0;
     std::array<quint64, wordCount> m_taken = {};
