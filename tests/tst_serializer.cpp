@@ -1,3 +1,4 @@
+#include "logcapture.h"
 #include "support.h"
 
 #include <analytics/records.h>
@@ -5,21 +6,11 @@
 #include <QtCore/QMetaEnum>
 #include <QtTest/QtTest>
 
+#include <optional>
+
 using namespace analytics;
 
 namespace {
-
-struct Line
-{
-    QtMsgType type;
-    QByteArray category;
-    QByteArray file;
-    QByteArray function;
-    int line;
-    QString text;
-};
-
-QList<Line> lines;
 
 /// Answers each request with the next of the values that a property has, and notes what it was asked for.
 class ScriptedProvider : public IPropertyProvider
@@ -28,7 +19,7 @@ public:
     QVariant value(Property property, AnalyticsEventData const &data) const override
     {
         asked.append(property);
-        linesWhenAsked = lines.size();
+        linesWhenAsked = LogCapture::lines.size();
         askedFor = &data;
         QVariantList &rest = values[property];
         return rest.isEmpty() ? QVariant() : rest.takeFirst();
@@ -39,11 +30,6 @@ public:
     mutable qsizetype linesWhenAsked = 0;
     mutable AnalyticsEventData const *askedFor = nullptr;
 };
-
-void keepLine(QtMsgType type, QMessageLogContext const &context, QString const &text)
-{
-    lines.append({type, context.category, context.file, context.function, context.line, text});
-}
 
 AnalyticsEventData eventOf(EventType type)
 {
@@ -85,19 +71,17 @@ private Q_SLOTS:
 
 private:
     JsonEventSerializer m_serializer;
-    QtMessageHandler m_previousHandler = nullptr;
+    std::optional<LogCapture> m_log;
 };
 
 void TestSerializer::init()
 {
-    lines.clear();
-    QLoggingCategory::setFilterRules(QStringLiteral("stbanalytics.debug=true"));
-    m_previousHandler = qInstallMessageHandler(keepLine);
+    m_log.emplace(QStringLiteral("stbanalytics.debug=true"));
 }
 
 void TestSerializer::cleanup()
 {
-    qInstallMessageHandler(m_previousHandler);
+    m_log.reset();
 }
 
 void TestSerializer::unknownType_data()
@@ -116,7 +100,7 @@ void TestSerializer::unknownType()
     ScriptedProvider const provider;
     QVERIFY(m_serializer.serialize(&provider, eventOf(type), {Property::EventId}).isNull());
     QCOMPARE(provider.asked, QList<Property>());
-    QCOMPARE(lines.size(), 0);
+    QCOMPARE(LogCapture::lines.size(), 0);
 }
 
 void TestSerializer::nothingToSay()
@@ -371,13 +355,13 @@ void TestSerializer::diagnosticLine()
     provider.values[Property::EventCounter] = {counter};
     m_serializer.serialize(&provider, eventOf(EventType::SearchResult), {Property::EventId, Property::EventCounter});
 
-    QCOMPARE(lines.size(), 1);
-    QCOMPARE(lines[0].text, text);
-    QCOMPARE(lines[0].type, QtDebugMsg);
-    QCOMPARE(lines[0].category, QByteArray("stbanalytics"));
-    QCOMPARE(lines[0].file, QByteArray());
-    QCOMPARE(lines[0].function, QByteArray());
-    QCOMPARE(lines[0].line, 0);
+    QCOMPARE(LogCapture::lines.size(), 1);
+    QCOMPARE(LogCapture::lines[0].text, text);
+    QCOMPARE(LogCapture::lines[0].type, QtDebugMsg);
+    QCOMPARE(LogCapture::lines[0].category, QByteArray("stbanalytics"));
+    QCOMPARE(LogCapture::lines[0].file, QByteArray());
+    QCOMPARE(LogCapture::lines[0].function, QByteArray());
+    QCOMPARE(LogCapture::lines[0].line, 0);
 }
 
 void TestSerializer::diagnosticLineFollowsTheValues()
@@ -387,8 +371,8 @@ void TestSerializer::diagnosticLineFollowsTheValues()
     provider.values[Property::EventId] = {QStringLiteral("first"), QStringLiteral("second"), QString()};
     m_serializer.serialize(&provider, eventOf(EventType::SearchResult),
                            {Property::EventId, Property::EventId, Property::EventId});
-    QCOMPARE(lines.size(), 1);
-    QCOMPARE(lines[0].text, QStringLiteral("analytics event prepared: id = \"second\" counter = 0"));
+    QCOMPARE(LogCapture::lines.size(), 1);
+    QCOMPARE(LogCapture::lines[0].text, QStringLiteral("analytics event prepared: id = \"second\" counter = 0"));
     QCOMPARE(provider.asked.last(), Property::TotalItems);
     QCOMPARE(provider.linesWhenAsked, 0);
 }

@@ -1,23 +1,10 @@
+#include "logcapture.h"
+
 #include <logging/logging.h>
 
-#include <QtCore/QLoggingCategory>
 #include <QtTest/QtTest>
 
-namespace {
-
-struct Line
-{
-    QtMsgType type;
-    QByteArray category;
-    QByteArray file;
-    QByteArray function;
-    int line;
-    QString text;
-};
-
-QList<Line> lines;
-
-} // namespace
+#include <optional>
 
 class TestStandinLogging : public QObject
 {
@@ -32,22 +19,17 @@ private Q_SLOTS:
     void rules();
 
 private:
-    QtMessageHandler m_previousHandler = nullptr;
+    std::optional<LogCapture> m_log;
 };
 
 void TestStandinLogging::init()
 {
-    lines.clear();
-    QLoggingCategory::setFilterRules(QString());
-    m_previousHandler
-        = qInstallMessageHandler([](QtMsgType type, QMessageLogContext const &context, QString const &text) {
-              lines.append({type, context.category, context.file, context.function, context.line, text});
-          });
+    m_log.emplace(QString());
 }
 
 void TestStandinLogging::cleanup()
 {
-    qInstallMessageHandler(m_previousHandler);
+    m_log.reset();
 }
 
 void TestStandinLogging::levels_data()
@@ -69,20 +51,20 @@ void TestStandinLogging::levels()
     QFETCH(QtMsgType, type);
 
     logging::toLog(level, "box.player", QString(), 0, "", "") << "text";
-    QCOMPARE(lines.size(), 1);
-    QCOMPARE(lines[0].type, type);
-    QCOMPARE(lines[0].category, QByteArray("box.player"));
+    QCOMPARE(LogCapture::lines.size(), 1);
+    QCOMPARE(LogCapture::lines[0].type, type);
+    QCOMPARE(LogCapture::lines[0].category, QByteArray("box.player"));
 }
 
 void TestStandinLogging::lineAsGiven()
 {
     logging::toLog(4, "box", QStringLiteral("a \"message\""), 12, "player.cpp", "play")
         << "then" << QStringLiteral("q");
-    QCOMPARE(lines.size(), 1);
-    QCOMPARE(lines[0].text, QStringLiteral("a \"message\" then \"q\""));
-    QCOMPARE(lines[0].line, 12);
-    QCOMPARE(lines[0].file, QByteArray("player.cpp"));
-    QCOMPARE(lines[0].function, QByteArray("play"));
+    QCOMPARE(LogCapture::lines.size(), 1);
+    QCOMPARE(LogCapture::lines[0].text, QStringLiteral("a \"message\" then \"q\""));
+    QCOMPARE(LogCapture::lines[0].line, 12);
+    QCOMPARE(LogCapture::lines[0].file, QByteArray("player.cpp"));
+    QCOMPARE(LogCapture::lines[0].function, QByteArray("play"));
 }
 
 void TestStandinLogging::rules()
@@ -91,16 +73,16 @@ void TestStandinLogging::rules()
     logging::toLog(4, "box.quiet", QString(), 0, "", "") << "lost";
     logging::toLog(3, "box.quiet", QString(), 0, "", "") << "kept";
     logging::toLog(4, "box.loud", QString(), 0, "", "") << "kept too";
-    QCOMPARE(lines.size(), 2);
-    QCOMPARE(lines[0].text, QStringLiteral("kept"));
-    QCOMPARE(lines[1].text, QStringLiteral("kept too"));
+    QCOMPARE(LogCapture::lines.size(), 2);
+    QCOMPARE(LogCapture::lines[0].text, QStringLiteral("kept"));
+    QCOMPARE(LogCapture::lines[1].text, QStringLiteral("kept too"));
 
     // Rules also reach a category that has been used before.
     QLoggingCategory::setFilterRules(QStringLiteral("box.loud.debug=false"));
     logging::toLog(4, "box.quiet", QString(), 0, "", "") << "back";
     logging::toLog(4, "box.loud", QString(), 0, "", "") << "lost";
-    QCOMPARE(lines.size(), 3);
-    QCOMPARE(lines[2].text, QStringLiteral("back"));
+    QCOMPARE(LogCapture::lines.size(), 3);
+    QCOMPARE(LogCapture::lines[2].text, QStringLiteral("back"));
 }
 
 QTEST_GUILESS_MAIN(TestStandinLogging)
