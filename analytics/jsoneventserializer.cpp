@@ -304,8 +304,8 @@ public:
         return m_mask.load(std::memory_order_acquire) & wanted;
     }
 
-    /// The type of a record that is registered.
-    QMetaType type(int index) const { return QMetaType(m_types[index].load(std::memory_order_relaxed)); }
+    /// The type of a record that is registered; good for look-ups and conversions.
+    QMetaType type(int index) const { return QMetaType(&m_types[index]); }
 
 private:
     [[gnu::cold]] void look(int next)
@@ -317,7 +317,7 @@ private:
             std::string_view const name = recordTypes[i].name;
             QMetaType const type = QMetaType::fromName({name.data(), static_cast<qsizetype>(name.size())});
             if (type.isValid()) {
-                m_types[i].store(type.iface(), std::memory_order_relaxed);
+                m_types[i].typeId.storeRelaxed(type.id());
                 mask |= 1u << i;
             }
         }
@@ -328,7 +328,9 @@ private:
 
     std::atomic<quint32> m_mask{0};
     std::atomic<int> m_nextTypeId{QMetaType::User + 1};
-    std::atomic<QtPrivate::QMetaTypeInterface const *> m_types[recordTypeCount] = {};
+    // Nothing but ids, in the form in which Qt takes them: the registered objects may be in a plug-in that has gone
+    // since.
+    QtPrivate::QMetaTypeInterface m_types[recordTypeCount] = {};
 };
 
 RegisteredRecords registeredRecords;
@@ -682,7 +684,7 @@ private:
     std::optional<QJsonValue> m_plainForm;
     QString m_eventId;
     int m_eventCounter = 0;
-    std::array<quint64, wordCount> m_taken = {};
+    quint64 m_taken[wordCount] = {};
     qsizetype m_size = 0; // Of all members, each with its comma.
     Member m_members[CatalogueIndex::propertyCount];
 };

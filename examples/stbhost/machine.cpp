@@ -77,7 +77,7 @@ QString Machine::text(QString const &path) const
 QString Machine::firstText(QStringList const &paths) const
 {
     for (QString const &path : paths) {
-        QString const value = text(path);
+        QString value = text(path);
         if (!value.isEmpty())
             return value;
     }

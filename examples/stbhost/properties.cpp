@@ -19,7 +19,7 @@ using namespace analytics;
 template <typename T> static QString as(QJsonValue const &json, QVariant &value)
 {
     T typed{};
-    QString const problem = read(json, typed);
+    QString problem = read(json, typed);
     value = QVariant::fromValue(typed);
     return problem;
 }
@@ -28,7 +28,7 @@ template <typename T> static QString as(QJsonValue const &json, QVariant &value)
 template <typename Record> static QString asList(QJsonValue const &json, QVariant &value)
 {
     QList<Record> records;
-    QString const problem = read(json, records);
+    QString problem = read(json, records);
     QVariantList list;
     for (Record const &record : std::as_const(records))
         list.append(QVariant::fromValue(record));
