@@ -298,9 +298,9 @@ public:
         quint32 const known = m_mask.load(std::memory_order_acquire) & wanted;
         if (known == wanted)
             return known;
-        int const next = m_nextTypeId.load(std::memory_order_acquire);
-        if (Q_UNLIKELY(QMetaType::isRegistered(next)))
-            look(next);
+        int const seen = m_seenTypes.load(std::memory_order_acquire);
+        if (Q_UNLIKELY(QMetaType::isRegistered(firstTypeId + seen)))
+            look(seen);
         return m_mask.load(std::memory_order_acquire) & wanted;
     }
 
@@ -308,10 +308,12 @@ public:
     QMetaType type(int index) const { return QMetaType(&m_types[index]); }
 
 private:
-    [[gnu::cold]] void look(int next)
+    static constexpr int firstTypeId = QMetaType::User + 1;
+
+    [[gnu::cold]] void look(int seen)
     {
-        while (QMetaType::isRegistered(next))
-            ++next;
+        while (QMetaType::isRegistered(firstTypeId + seen))
+            ++seen;
         quint32 mask = 0;
         for (std::size_t i = 0; i < recordTypeCount; ++i) {
             std::string_view const name = recordTypes[i].name;
@@ -323,11 +325,11 @@ private:
         }
         // A thread that sees the number sees the mask, and with the mask the types.
         m_mask.store(mask, std::memory_order_release);
-        m_nextTypeId.store(next, std::memory_order_release);
+        m_seenTypes.store(seen, std::memory_order_release);
     }
 
     std::atomic<quint32> m_mask{0};
-    std::atomic<int> m_nextTypeId{QMetaType::User + 1};
+    std::atomic<int> m_seenTypes{0};
     // Nothing but ids, in the form in which Qt takes them: the registered objects may be in a plug-in that has gone
     // since.
     QtPrivate::QMetaTypeInterface m_types[recordTypeCount] = {};
