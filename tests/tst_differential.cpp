@@ -210,8 +210,12 @@ QVariantList recordList(Random &random)
 template <typename Map> Map randomMap(Random &random, int depth)
 {
     Map map;
-    for (int count = elements(random, depth); count > 0; --count)
-        map.insert(randomText(random), randomValue(random, depth + 1));
+    for (int count = elements(random, depth); count > 0; --count) {
+        QString const key = randomText(random);
+        // Qt 6.8 crashes in its own JSON objects over an empty key beside one that is not ASCII.
+        if (QT_VERSION < QT_VERSION_CHECK(6, 5, 0) || !key.isEmpty())
+            map.insert(key, randomValue(random, depth + 1));
+    }
     return map;
 }
 
@@ -375,7 +379,7 @@ QVariant randomValue(Random &random, int depth)
         return kinds;
     }();
 
-    ValueKind &kind = *byWeight[random.bits() % byWeight.size()];
+    ValueKind &kind = *byWeight[static_cast<std::size_t>(random.bits() % byWeight.size())];
     ++kind.count;
     if (kind.make)
         return kind.make(random, depth);
