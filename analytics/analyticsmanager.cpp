@@ -7,6 +7,8 @@
 #include <analytics/ipackagesender.h>
 #include <analytics/ipropertyprovider.h>
 
+#include <QtCore/QScopeGuard>
+
 namespace analytics {
 
 AnalyticsEventData::~AnalyticsEventData() = default;
@@ -80,6 +82,27 @@ QList<Property> AnalyticsManagerPrivate::genericProperties()
     return properties;
 }
 
+void AnalyticsManagerPrivate::sendAlone(QByteArray const &event)
+{
+    QByteArray const package = eventSerializer->pack({event});
+    packageSender->send(package, true);
+}
+
+void AnalyticsManagerPrivate::flush()
+{
+    // What is in flight stays pending until it is sent, but belongs to this flush alone: a plug-in may throw, or append
+    // events from inside its call.
+    qsizetype const begin = eventsInFlight;
+    qsizetype const count = pendingEvents.size() - begin;
+    eventsInFlight += count;
+    auto const landed = qScopeGuard([this, begin] { eventsInFlight = begin; });
+
+    QByteArray const package = eventSerializer->pack(pendingEvents.mid(begin));
+    pendingEvents.detach(); // From a list that the serializer has kept: once the events are sent, nothing may fail.
+    packageSender->send(package, false);
+    pendingEvents.remove(begin, count);
+}
+
 AnalyticsManager::AnalyticsManager(QObject *parent)
     : QObject(parent)
     , d(new AnalyticsManagerPrivate(this))
@@ -137,11 +160,10 @@ void AnalyticsManager::appendEvent(EventType type, int tag, std::chrono::millise
         break;
     case EventPriority::Medium:
         d->pendingEvents.append(event);
-        d->packageSender->send(d->eventSerializer->pack(d->pendingEvents), false);
-        d->pendingEvents.clear();
+        d->flush();
         break;
     case EventPriority::High:
-        d->packageSender->send(d->eventSerializer->pack({event}), true);
+        d->sendAlone(event);
         break;
     }
 }

@@ -25,6 +25,10 @@ class IPropertyProvider;
  * from one thread at a time. Plug-ins belong to the host: the manager neither deletes them nor touches
  * them when it is destroyed. It throws no exception of its own.
  *
+ * A plug-in may call the manager from inside its own call. An event that it appends there is dealt with
+ * before that call goes on; a flush under way neither takes it along nor loses it. A plug-in's exception
+ * passes through appendEvent(), and what was to be flushed stays pending. docs/contract.md has it all.
+ *
  * Nothing but an event flushes, and nothing limits what is pending: while the manager is disabled, or while
  * only events of EventPriority::Low arrive, the buffer grows. Destroying the manager discards it.
  */
@@ -62,6 +66,7 @@ public:
      * @param time a time for the provider, in milliseconds
      * @param value a payload for the provider
      * @param priority what is to become of the event; one outside the enumeration is dropped
+     * @throws nothing but what a plug-in throws, and std::bad_alloc
      */
     void appendEvent(EventType type, int tag, std::chrono::milliseconds time, QVariant const &value,
                      EventPriority priority);

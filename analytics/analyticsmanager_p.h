@@ -27,12 +27,19 @@ public:
     /// What every event carries in addition to its own properties.
     static QList<Property> genericProperties();
 
+    /// Sends a package of this event only.
+    void sendAlone(QByteArray const &event);
+
+    /// Sends a package of all pending events that are not in flight already; they stay pending where that fails.
+    void flush();
+
     AnalyticsManager *q;
     IPropertyProvider *propertyProvider = dummyPropertyProvider();
     IEventSerializer *eventSerializer = dummyEventSerializer();
     IPackageSender *packageSender = dummyPackageSender();
     bool enabled = false;
     QList<QByteArray> pendingEvents; ///< Oldest first.
+    qsizetype eventsInFlight = 0; ///< How many of them, from the oldest on, are in a flush under way.
 };
 
 } // namespace analytics
