@@ -41,11 +41,22 @@ public:
     void send(QByteArray const &, bool) override { }
 };
 
+/// A copy of a list from a place on, of its own. Qt makes one too, but takes it for granted that there is memory, as it
+/// does for a list of given elements; only append() tells when there is none.
+template <typename Values> QList<typename Values::value_type> copied(Values const &values, qsizetype begin = 0)
+{
+    QList<typename Values::value_type> list;
+    for (auto value = values.begin() + begin; value != values.end(); ++value)
+        list.append(*value);
+    return list;
+}
+
 } // namespace
 
 AnalyticsManagerPrivate::AnalyticsManagerPrivate(AnalyticsManager *manager)
     : q(manager)
 {
+    q->setObjectName(QStringLiteral("AnalyticsManager")); // Here, so that nothing is lost where it fails.
 }
 
 AnalyticsManagerPrivate::~AnalyticsManagerPrivate()
@@ -75,16 +86,20 @@ IPackageSender *AnalyticsManagerPrivate::dummyPackageSender()
 
 QList<Property> AnalyticsManagerPrivate::genericProperties()
 {
-    static QList<Property> const properties = {
-        Property::EventId,   Property::EventVersion, Property::EventCounter,
-        Property::Timestamp, Property::MacAddress,   Property::Uid,
-    };
+    static QList<Property> const properties = copied(std::initializer_list<Property>{
+        Property::EventId,
+        Property::EventVersion,
+        Property::EventCounter,
+        Property::Timestamp,
+        Property::MacAddress,
+        Property::Uid,
+    });
     return properties;
 }
 
 void AnalyticsManagerPrivate::sendAlone(QByteArray const &event)
 {
-    QByteArray const package = eventSerializer->pack({event});
+    QByteArray const package = eventSerializer->pack(copied(std::initializer_list<QByteArray>{event}));
     packageSender->send(package, true);
 }
 
@@ -97,8 +112,9 @@ void AnalyticsManagerPrivate::flush()
     eventsInFlight += count;
     auto const landed = qScopeGuard([this, begin] { eventsInFlight = begin; });
 
-    QByteArray const package = eventSerializer->pack(pendingEvents.mid(begin));
-    pendingEvents.detach(); // From a list that the serializer has kept: once the events are sent, nothing may fail.
+    QByteArray const package = eventSerializer->pack(begin == 0 ? pendingEvents : copied(pendingEvents, begin));
+    if (!pendingEvents.isDetached()) // The serializer has kept the list. Once the events are sent, nothing may fail.
+        pendingEvents = copied(pendingEvents);
     packageSender->send(package, false);
     pendingEvents.remove(begin, count);
 }
@@ -107,7 +123,6 @@ AnalyticsManager::AnalyticsManager(QObject *parent)
     : QObject(parent)
     , d(new AnalyticsManagerPrivate(this))
 {
-    setObjectName(QStringLiteral("AnalyticsManager"));
 }
 
 AnalyticsManager::~AnalyticsManager()

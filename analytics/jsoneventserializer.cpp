@@ -9,6 +9,7 @@
 #include <QtCore/QJsonArray>
 #include <QtCore/QJsonDocument>
 #include <QtCore/QJsonValue>
+#include <QtCore/QMutex>
 
 #include <algorithm>
 #include <array>
@@ -287,7 +288,8 @@ static_assert(recordNames.isComplete(), "no two names share a place");
  * what is registered is looked for.
  *
  * Qt numbers types without gaps: as long as the next number is free, nothing has been registered since the last look.
- * (Where a host unregisters a type of its own a number is used twice, and a look may come one registration late.)
+ * Where a host takes back a type of its own, as it has to before a plug-in goes, a number is used twice: a look may
+ * then come one registration late, and a number be another type's.
  */
 class RegisteredRecords
 {
@@ -300,18 +302,25 @@ public:
             return known;
         int const seen = m_seenTypes.load(std::memory_order_acquire);
         if (Q_UNLIKELY(QMetaType::isRegistered(firstTypeId + seen)))
-            look(seen);
+            look();
         return m_mask.load(std::memory_order_acquire) & wanted;
     }
 
-    /// The type of a record that is registered; good for look-ups and conversions.
+    /// The type of a record that is registered; good for look-ups, and for conversions as long as it is current.
     QMetaType type(int index) const { return QMetaType(&m_types[index]); }
 
-private:
-    static constexpr int firstTypeId = QMetaType::User + 1;
-
-    [[gnu::cold]] void look(int seen)
+    /// Whether a type's number is still its own.
+    bool isCurrent(int index) const
     {
+        char const *const name = QMetaType(type(index).id()).name();
+        return name && recordTypes[index].name == name;
+    }
+
+    [[gnu::cold]] void look()
+    {
+        // One at a time, or one that has seen less might have the last word.
+        QMutexLocker const lock(&m_mutex);
+        int seen = 0;
         while (QMetaType::isRegistered(firstTypeId + seen))
             ++seen;
         quint32 mask = 0;
@@ -328,6 +337,10 @@ private:
         m_seenTypes.store(seen, std::memory_order_release);
     }
 
+private:
+    static constexpr int firstTypeId = QMetaType::User + 1;
+
+    QBasicMutex m_mutex;
     std::atomic<quint32> m_mask{0};
     std::atomic<int> m_seenTypes{0};
     // Nothing but ids, in the form in which Qt takes them: the registered objects may be in a plug-in that has gone
@@ -393,16 +406,25 @@ static Written writeByTheRules(JsonBuffer &out, QVariant const &value, std::opti
     }
 
     qsizetype const begin = out.size();
-    anyOf(registeredRecords.among(allRecords), [&out, &value](int index) {
+    bool isLookOutdated = false;
+    anyOf(registeredRecords.among(allRecords), [&out, &value, &isLookOutdated](int index) {
         QMetaType const recordType = registeredRecords.type(index);
         if (!QMetaType::canConvert(value.metaType(), recordType))
             return false;
+        if (!registeredRecords.isCurrent(index)) {
+            isLookOutdated = true;
+            return true;
+        }
         if (value.metaType() == recordType)
             recordTypes[index].write(out, value.constData());
         else
             recordTypes[index].writeConverted(out, value, recordType);
         return true;
     });
+    if (isLookOutdated) {
+        registeredRecords.look();
+        return writeByTheRules(out, value, nullptr);
+    }
     return writtenSince(begin, out);
 }
 
@@ -627,9 +649,9 @@ public:
         char *at = object.data();
         for (int word = 0; word < wordCount; ++word) {
             for (quint64 taken = m_taken[word]; taken != 0; taken &= taken - 1) {
-                Member const &member = m_members[word * 64 + static_cast<int>(qCountTrailingZeroBits(taken))];
+                Member const &next = m_members[word * 64 + static_cast<int>(qCountTrailingZeroBits(taken))];
                 *at++ = ',';
-                at = json::writeLiteral(at, {m_bytes.at(member.begin), member.size});
+                at = json::writeLiteral(at, {m_bytes.at(next.begin), next.size});
             }
         }
         object.front() = '{';

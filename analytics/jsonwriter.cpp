@@ -159,13 +159,12 @@ char *writeString(char *at, QStringView text)
             from += 4;
             at += 4;
         }
-        // A rest of less than four goes out together with what went before it.
+        // A rest of less than four, or of none, goes out together with what went before it.
         if (qsizetype const rest = end - from; from != begin && rest < 4 && copyFourPlain(end - 4, at - 4 + rest)) {
             at += rest;
             break;
         }
-        if (from != end)
-            at = writeUnit(at, from, end);
+        at = writeUnit(at, from, end);
     }
     *at++ = '"';
     return at;

@@ -34,7 +34,11 @@ public:
     }
 
     /// Takes what has been written up to a place, or back what lies behind it.
-    void setEnd(char const *at) { m_size = at - m_bytes.constData(); }
+    void setEnd(char const *at)
+    {
+        m_size = at - m_bytes.constData();
+        Q_ASSERT(m_size <= m_bytes.size());
+    }
     void truncate(qsizetype size) { m_size = size; }
 
 private:
