@@ -37,22 +37,37 @@ class STBANALYTICS_EXPORT AnalyticsManager : public QObject
     Q_OBJECT
 
 public:
-    /// Makes a disabled manager named "AnalyticsManager", owned by @p parent where there is one.
+    /**
+     * @brief Makes a disabled manager named "AnalyticsManager".
+     * @param parent owns the manager; may be null
+     */
     explicit AnalyticsManager(QObject *parent = nullptr);
 
     /// Discards what is pending; calls no plug-in.
     ~AnalyticsManager() override;
 
-    /// Plugs in the host's provider; null unplugs it, and every property is then absent.
+    /**
+     * @brief Plugs in the host's provider.
+     * @param provider stays the host's; null unplugs the one before, and every property is then absent
+     */
     void setPropertyProvider(IPropertyProvider *provider);
 
-    /// Plugs in a serializer; null unplugs it, and events and packages are then empty.
+    /**
+     * @brief Plugs in a serializer.
+     * @param serializer stays the host's; null unplugs the one before, and events and packages are then empty
+     */
     void setEventSerializer(IEventSerializer *serializer);
 
-    /// Plugs in the host's sender; null unplugs it, and packages are then dropped.
+    /**
+     * @brief Plugs in the host's sender.
+     * @param sender stays the host's; null unplugs the one before, and packages are then dropped
+     */
     void setPackageSender(IPackageSender *sender);
 
-    /// Sets whether events may be sent. Does nothing else: the next event acts on the new value.
+    /**
+     * @brief Sets whether events may be sent.
+     * @param enabled the new state; nothing else is done, the next event acts on it
+     */
     void setEnabled(bool enabled);
 
     /**

@@ -17,19 +17,34 @@
 
 namespace analytics {
 
-/// Returns the wire name of each setting.
+/**
+ * @brief Names each setting.
+ * @return the wire names by their enumerators
+ */
 STBANALYTICS_EXPORT QHash<SettingType, QLatin1String> const &settingTypeToName();
 
-/// Returns the wire name of each state of playback.
+/**
+ * @brief Names each state of playback.
+ * @return the wire names by their enumerators
+ */
 STBANALYTICS_EXPORT QHash<PlaybackStatus, QLatin1String> const &playbackStatusToName();
 
-/// Returns the wire name of each kind of media.
+/**
+ * @brief Names each kind of media.
+ * @return the wire names by their enumerators
+ */
 STBANALYTICS_EXPORT QHash<MediaType, QLatin1String> const &mediaTypeToName();
 
-/// Returns the wire name of each reason for which an error ended.
+/**
+ * @brief Names each reason for which an error ended.
+ * @return the wire names by their enumerators
+ */
 STBANALYTICS_EXPORT QHash<RestoreReasonType, QLatin1String> const &restoreReasonTypeToName();
 
-/// Returns the wire name of each widget.
+/**
+ * @brief Names each widget.
+ * @return the wire names by their enumerators
+ */
 STBANALYTICS_EXPORT QHash<WidgetName, QLatin1String> const &widgetNameToName();
 
 } // namespace analytics

@@ -55,6 +55,7 @@ struct ToNumber {};
 struct ToList {};
 struct ToMap {};
 struct Late {};
+struct Tuner {};
 // clang-format on
 
 /// Converts to two records; the template gives each pair a type of its own.
@@ -335,6 +336,7 @@ void ValueEncodingTest::numbers_data()
     addRow("double 1e300",          of(1e300), "1e+300");
     addRow("double 5e-324",         of(5e-324), "5e-324");
     addRow("double highest",        of(highest<double>), "1.7976931348623157e+308");
+    addRow("double 5 * 10^15",      of(5e15), "5000000000000000");
     addRow("double 2^53",           of(9007199254740992.0), "9007199254740992");
     addRow("double 2^53 + 1",       of(9007199254740993.0), "9007199254740992");
     addRow("double not a number",   of(notANumber<double>), leftOut);
@@ -387,6 +389,37 @@ void ValueEncodingTest::texts_data()
     addRow("surrogates swapped",    utf16({0xdcfa, 0xd83d}), R"("\udcfa\ud83d")");
     addRow("surrogate and letter",  utf16({0xd83d, u'b'}), R"("\ud83db")");
     addRow("byte order mark",       utf16({0xfeff}), "\"\xef\xbb\xbf\"");
+    addRow("U+0080",                utf16({0x80}), "\"\xc2\x80\"");
+    addRow("U+07FF",                utf16({0x7ff}), "\"\xdf\xbf\"");
+    addRow("U+0800",                utf16({0x800}), "\"\xe0\xa0\x80\"");
+    addRow("U+FFFF",                utf16({0xffff}), "\"\xef\xbf\xbf\"");
+    addRow("U+10000",               utf16({0xd800, 0xdc00}), "\"\xf0\x90\x80\x80\"");
+    addRow("U+20000",               utf16({0xd840, 0xdc00}), "\"\xf0\xa0\x80\x80\"");
+    addRow("U+10FFFF",              utf16({0xdbff, 0xdfff}), "\"\xf4\x8f\xbf\xbf\"");
+    static char16_t const pair[] = {0xd83d, 0xdcfa};
+    addRow("half of a pair in foreign memory", QString::fromRawData(reinterpret_cast<QChar const *>(pair), 1), R"("\ud83d")");
+
+    // Plain characters go out four at a time.
+    addRow("quote after four",      text(R"(abcd")"), R"("abcd\"")");
+    addRow("backslash after four",  text(R"(abcde\)"), R"("abcde\\")");
+    addRow("escape after four",     text("abcdef\x1f"), R"("abcdef\u001f")");
+    addRow("Latin after four",      text("abcdß"), R"("abcdß")");
+    addRow("quote among many",      text(R"(abcdefg"hijklmnop)"), R"("abcdefg\"hijklmnop")");
+    addRow("backslash among many",  text(R"(abcdef\ghijklmnop)"), R"("abcdef\\ghijklmnop")");
+    addRow("escape among many",     text("abcde\x1f" "fghijklmnop"), R"("abcde\u001ffghijklmnop")");
+    addRow("Latin among many",      text("abcdefghßijklmnop"), R"("abcdefghßijklmnop")");
+
+    // Longer than what there is room for at the outset.
+    auto const addLong = [](char const *name, QString const &text, QByteArray const &json) {
+        addRow(name, text.repeated(9000), '"' + json.repeated(9000) + '"');
+    };
+    addLong("long, plain",             text("a"), "a");
+    addLong("long, quotes",            text(R"(")"), R"(\")");
+    addLong("long, control characters", text("\x01"), R"(\u0001)");
+    addLong("long, Latin",             text("ö"), "ö");
+    addLong("long, Chinese",           text("电"), "电");
+    addLong("long, surrogate pairs",   utf16({0xd83d, 0xdcfa}), "📺");
+    addLong("long, lone surrogates",   utf16({0xdcfa}), R"(\udcfa)");
 
     addRow("bytes",                 QByteArray("abc"), R"("abc")");
     addRow("bytes, null",           QByteArray(), leftOut);
@@ -447,6 +480,7 @@ void ValueEncodingTest::json_data()
     addRow("value, text",               QJsonValue(text("x")), R"("x")");
     addRow("value, empty text",         QJsonValue(text("")), leftOut);
     addRow("value, false",              QJsonValue(false), "false");
+    addRow("value, infinity",           QJsonValue(infinity<double>), "null");
     addRow("value, null",               QJsonValue(QJsonValue::Null), leftOut);
     addRow("value, undefined",          QJsonValue(QJsonValue::Undefined), leftOut);
     addRow("object",                    QJsonObject({{text("b"), 1}, {text("a"), QJsonObject()}}), R"({"a":{},"b":1})");
@@ -562,11 +596,15 @@ void ValueEncodingTest::converted_data()
     static Conversion<ToNumber, int> const toNumber(5);
     static Conversion<ToList, QVariantList> const toList(QVariantList{1});
     static Conversion<ToMap, QVariantMap> const toMap(QVariantMap{{text("k"), 1}});
+    static Conversion<Tuner *, Channel> const tunedTo(sample<Channel>());
+    static Tuner tuner;
 
     addColumns();
     addRow("record",                        of(ToChannel{}), R"({"channel_id":1,"program_id":2})");
     addRow("record, in a list",             listOf({of(ToChannel{}), of(ToEmptyChannel{})}), R"([{"channel_id":1,"program_id":2},null])");
     addRow("record, null",                  nullOf<ToChannel>(), leftOut);
+    addRow("record, from a pointer",        of(&tuner), R"({"channel_id":1})");
+    addRow("record, from a null pointer",   of(static_cast<Tuner *>(nullptr)), leftOut);
     addRow("empty record",                  of(ToEmptyChannel{}), leftOut);
     addRow("empty record that is written",  of(ToPurchaseVariant{}), R"({"usage_model":""})");
     // The earlier one is taken although it has nothing to say.
@@ -614,6 +652,10 @@ void ValueEncodingTest::convertedRecordIsPlain()
         QCOMPARE(encoded(record), QByteArray(R"("on")"));
         QCOMPARE(encoded(listOf({record})), QByteArray(R"(["on"])"));
         QCOMPARE(encoded(inMap), QByteArray(R"({"k":"on"})"));
+    }
+    {
+        Conversion<PowerInfo, QString> const conversion(QString{});
+        QCOMPARE(encoded(record), QByteArray(R"({"power_state_period":11})"));
     }
     QCOMPARE(encoded(record), QByteArray(R"({"power_state_period":11})"));
     QCOMPARE(encoded(inMap), QByteArray(R"({"k":null})"));

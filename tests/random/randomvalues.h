@@ -18,7 +18,8 @@
  * @brief Numbers, texts and records by chance, most of them where an encoder has reason to stumble.
  */
 
-/// Draws by chance. A seed gives the same draws everywhere, which the standard's distributions do not promise.
+/// Draws by chance. A seed gives the same draws everywhere, which the standard's distributions do not promise, and so
+/// do bytes: each draw takes as few of them as it needs, and behind their end all draws are zero.
 class Random
 {
 public:
@@ -27,8 +28,21 @@ public:
     {
     }
 
-    quint64 bits() { return m_engine(); }
-    int below(int end) { return static_cast<int>(m_engine() % static_cast<quint64>(end)); }
+    Random(uchar const *bytes, std::size_t size)
+        : m_next(bytes)
+        , m_end(bytes + size)
+    {
+    }
+
+    quint64 bits() { return m_engine ? (*m_engine)() : fromBytes(8); }
+
+    int below(int end)
+    {
+        if (m_engine)
+            return static_cast<int>((*m_engine)() % static_cast<quint64>(end));
+        return static_cast<int>(fromBytes(end <= 0x100 ? 1 : end <= 0x10000 ? 2 : 4) % static_cast<quint64>(end));
+    }
+
     int between(int first, int last) { return first + below(last - first + 1); }
     bool oneIn(int number) { return below(number) == 0; }
 
@@ -38,7 +52,17 @@ public:
     }
 
 private:
-    std::mt19937_64 m_engine;
+    quint64 fromBytes(int count)
+    {
+        quint64 number = 0;
+        for (int shift = 0; shift < 8 * count && m_next != m_end; shift += 8)
+            number |= static_cast<quint64>(*m_next++) << shift;
+        return number;
+    }
+
+    std::optional<std::mt19937_64> m_engine;
+    uchar const *m_next = nullptr;
+    uchar const *m_end = nullptr;
 };
 
 // Numbers

@@ -1,0 +1,19 @@
+# Builds for another processor: CROSS_TRIPLET names it as Debian's cross compilers do, CMAKE_SYSROOT has its libraries,
+# CROSS_EMULATORS qemu's programs. scripts/test-cross makes both.
+set(CMAKE_TRY_COMPILE_PLATFORM_VARIABLES CROSS_TRIPLET)
+string(REGEX MATCH "^[^-]+" CMAKE_SYSTEM_PROCESSOR ${CROSS_TRIPLET})
+
+set(CMAKE_SYSTEM_NAME Linux)
+set(CMAKE_CXX_COMPILER ${CROSS_TRIPLET}-g++)
+set(CMAKE_CXX_FLAGS_INIT -Wno-psabi) # g++ notes on arm what has changed in version 7, with no way to comply
+set(CMAKE_LIBRARY_ARCHITECTURE ${CROSS_TRIPLET})
+set(CMAKE_FIND_ROOT_PATH ${CMAKE_SYSROOT})
+set(CMAKE_FIND_ROOT_PATH_MODE_PROGRAM NEVER)
+set(CMAKE_FIND_ROOT_PATH_MODE_LIBRARY ONLY)
+set(CMAKE_FIND_ROOT_PATH_MODE_INCLUDE ONLY)
+set(CMAKE_FIND_ROOT_PATH_MODE_PACKAGE ONLY)
+set(CMAKE_CROSSCOMPILING_EMULATOR ${CROSS_EMULATORS}/qemu-${CMAKE_SYSTEM_PROCESSOR} -L ${CMAKE_SYSROOT})
+
+# moc is this machine's.
+set(QT_HOST_PATH /usr)
+set(QT_HOST_PATH_CMAKE_DIR /usr/lib/${CMAKE_HOST_SYSTEM_PROCESSOR}-linux-gnu/cmake)
