@@ -326,9 +326,9 @@ public:
         quint32 mask = 0;
         for (std::size_t i = 0; i < recordTypeCount; ++i) {
             std::string_view const name = recordTypes[i].name;
-            QMetaType const type = QMetaType::fromName({name.data(), static_cast<qsizetype>(name.size())});
-            if (type.isValid()) {
-                m_types[i].typeId.storeRelaxed(type.id());
+            QMetaType const registered = QMetaType::fromName({name.data(), static_cast<qsizetype>(name.size())});
+            if (registered.isValid()) {
+                m_types[i].typeId.storeRelaxed(registered.id());
                 mask |= 1u << i;
             }
         }

@@ -537,6 +537,7 @@ void RecordEncodingTest::numbers_data()
 {
     addColumns();
     // From 2^53 on not every integer is a double: odd ones go to the neighbour with the even mantissa.
+    addRow("5 * 10^15",           with(&Channel::channelId, 5000000000000000), R"({"channel_id":5000000000000000})");
     addRow("2^53 - 1",            with(&Channel::channelId, 9007199254740991), R"({"channel_id":9007199254740991})");
     addRow("2^53",                with(&Channel::channelId, 9007199254740992), R"({"channel_id":9007199254740992})");
     addRow("2^53 + 1",            with(&Channel::channelId, 9007199254740993), R"({"channel_id":9007199254740992})");
@@ -641,6 +642,16 @@ void RecordEncodingTest::texts_data()
     addRow("quote in an always written text", with(&VerimatrixError::command, text(R"(")")), R"({"command":"\"","error_code":0})");
     addRow("emoji in a nested object",        with(&MessageTarget::alias, text("📺")), R"({"link":{"alias":"📺"}})");
     addRow("quote in a list",                 with(&NetworkInterface::dns, {text(R"(")")}), R"({"dns":["\""]})");
+
+    // Longer than what there is room for at the outset.
+    QString const controls(3000, QChar(1));
+    QByteArray const escapes = QByteArray(R"(\u0001)").repeated(3000);
+    addRow("long texts", of(Endpoints{controls, controls, controls, controls, controls}),
+        R"({"api_url":")" + escapes + R"(","img_url":")" + escapes + R"(","proxy_url":")" + escapes + R"(","spy_url":")" + escapes + R"(","ws_url":")" + escapes + R"("})");
+    addRow("many texts", with(&NetworkInterface::dns, QStringList(3000, text("\x01"))),
+        R"({"dns":[)" + QByteArray(R"("\u0001",)").repeated(2999) + R"("\u0001"]})");
+    addRow("many pairs", with(&NcError::httpRequestQuery, QList<std::pair<QString, QString>>(3000, {text("\x01"), text("\x02")})),
+        R"({"http_request_query":[)" + QByteArray(R"({"\u0001":"\u0002"},)").repeated(2999) + R"({"\u0001":"\u0002"}]})");
 
     addRow("query name, quote",             with(&NcError::httpRequestQuery, {{text(R"(a"b)"), text(R"(c"d)")}}), R"({"http_request_query":[{"a\"b":"c\"d"}]})");
     addRow("query name, backslash",         with(&NcError::httpRequestQuery, {{text(R"(\)"), text(R"(\)")}}), R"({"http_request_query":[{"\\":"\\"}]})");

@@ -331,12 +331,14 @@ void TestSerializer::diagnosticLine_data()
     row("neither", {}, {}, "analytics event prepared: id = \"\" counter = 0");
     row("empty id", QString(), 1, "analytics event prepared: id = \"\" counter = 1");
     row("id is a number", 5, 1, "analytics event prepared: id = \"\" counter = 1");
+    row("id is bytes", QByteArray("4f1c"), 1, "analytics event prepared: id = \"4f1c\" counter = 1");
     row("id is a list", QStringList{QStringLiteral("a")}, 1, "analytics event prepared: id = \"\" counter = 1");
     row("id with quotes", QStringLiteral("a\"b\\c"), 1, "analytics event prepared: id = \"a\\\"b\\\\c\" counter = 1");
     row("id beyond ASCII", QString::fromUtf8("ж\n"), 1, "analytics event prepared: id = \"ж\\n\" counter = 1");
     row("counter is a string", some, QStringLiteral("3"), "analytics event prepared: id = \"x\" counter = 0");
     row("counter is true", some, true, "analytics event prepared: id = \"x\" counter = 0");
     row("counter is a whole double", some, 3.0, "analytics event prepared: id = \"x\" counter = 3");
+    row("counter is a whole float", some, 3.0f, "analytics event prepared: id = \"x\" counter = 3");
     row("counter is a fraction", some, 3.5, "analytics event prepared: id = \"x\" counter = 0");
     row("counter is negative", some, -1, "analytics event prepared: id = \"x\" counter = -1");
     row("counter is the largest int", some, 2147483647, "analytics event prepared: id = \"x\" counter = 2147483647");

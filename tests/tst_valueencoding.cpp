@@ -387,6 +387,7 @@ void ValueEncodingTest::texts_data()
     addRow("lone high surrogate",   utf16({0xd83d}), R"("\ud83d")");
     addRow("lone low surrogate",    utf16({0xdcfa}), R"("\udcfa")");
     addRow("surrogates swapped",    utf16({0xdcfa, 0xd83d}), R"("\udcfa\ud83d")");
+    addRow("two high surrogates",   utf16({0xd83d, 0xd83d}), R"("\ud83d\ud83d")");
     addRow("surrogate and letter",  utf16({0xd83d, u'b'}), R"("\ud83db")");
     addRow("byte order mark",       utf16({0xfeff}), "\"\xef\xbb\xbf\"");
     addRow("U+0080",                utf16({0x80}), "\"\xc2\x80\"");
@@ -398,6 +399,8 @@ void ValueEncodingTest::texts_data()
     addRow("U+10FFFF",              utf16({0xdbff, 0xdfff}), "\"\xf4\x8f\xbf\xbf\"");
     static char16_t const pair[] = {0xd83d, 0xdcfa};
     addRow("half of a pair in foreign memory", QString::fromRawData(reinterpret_cast<QChar const *>(pair), 1), R"("\ud83d")");
+    static char16_t const letters[] = {u'a', u'b', u'c', u'd', u'e'};
+    addRow("letters in foreign memory", QString::fromRawData(reinterpret_cast<QChar const *>(letters + 3), 2), R"("de")");
 
     // Plain characters go out four at a time.
     addRow("quote after four",      text(R"(abcd")"), R"("abcd\"")");

@@ -50,10 +50,13 @@ void reportLive(Host &host, std::chrono::milliseconds interval, std::optional<in
     timer.start(interval);
 
     // From within the loop, which is the only place that it can be quit from.
-    QTimer::singleShot(0, &loop, [&] {
+    QTimer begin;
+    begin.setSingleShot(true);
+    QObject::connect(&begin, &QTimer::timeout, &loop, [&] {
         host.report(EventType::SystemStatus, EventPriority::Medium, now(), {});
         sample();
     });
+    begin.start(0);
     loop.exec();
     close(signalFd);
 }

@@ -229,11 +229,11 @@ QHash<QString, Machine::Ticks> Machine::ticks() const
         if (!line.startsWith("cpu") || words.size() < 9)
             continue;
 
-        Ticks ticks;
+        Ticks core;
         for (qsizetype i = 1; i <= 8; ++i)
-            ticks.total += words.at(i).toLongLong();
-        ticks.busy = ticks.total - words.at(4).toLongLong() - words.at(5).toLongLong();
-        result.insert(QString::fromLatin1(words.first()), ticks);
+            core.total += words.at(i).toLongLong();
+        core.busy = core.total - words.at(4).toLongLong() - words.at(5).toLongLong();
+        result.insert(QString::fromLatin1(words.first()), core);
     }
     return result;
 }
