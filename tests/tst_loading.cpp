@@ -57,7 +57,7 @@ QByteArray packageWith(QVariant const &value, Library const &host)
 qint64 allocatedBytes()
 {
     struct mallinfo2 const heap = mallinfo2();
-    return qint64(heap.uordblks + heap.hblkhd);
+    return qint64(heap.uordblks) + qint64(heap.hblkhd);
 }
 
 } // namespace
@@ -105,7 +105,7 @@ void TestLoading::manyTimes()
     }
     // Where the stand-in for the host's log goes too, each leaves its category behind.
     qint64 const growth = allocatedBytes() - early;
-    QVERIFY2(growth <= 90 * 512, qPrintable(QString::number(growth)));
+    QVERIFY2(growth <= qint64(90) * 512, qPrintable(QString::number(growth)));
     QVERIFY(!isLoaded(LOADING_HOST));
 #ifdef __clang__
     QVERIFY(!isLoaded(STBANALYTICS));

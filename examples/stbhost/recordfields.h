@@ -25,24 +25,24 @@ inline QString requestQuery(QJsonValue const &json, analytics::NcError &error);
 
 // clang-format off
 
-template <> constexpr Field<VideoOutput> fields<VideoOutput>[] = {
+template <> inline constexpr Field<VideoOutput> fields<VideoOutput>[] = {
     {"output_name", member<&VideoOutput::name>},
     {"output_mode", member<&VideoOutput::mode>},
 };
 
 // What is played, and how well
 
-template <> constexpr Field<analytics::Channel> fields<analytics::Channel>[] = {
+template <> inline constexpr Field<analytics::Channel> fields<analytics::Channel>[] = {
     {"channel_id", member<&analytics::Channel::channelId>},
     {"program_id", member<&analytics::Channel::programId>},
 };
 
-template <> constexpr Field<analytics::MediaItem> fields<analytics::MediaItem>[] = {
+template <> inline constexpr Field<analytics::MediaItem> fields<analytics::MediaItem>[] = {
     {"media_item_id", member<&analytics::MediaItem::mediaItemId>},
     {"asset_id",      member<&analytics::MediaItem::assetId>},
 };
 
-template <> constexpr Field<analytics::MediaInfo> fields<analytics::MediaInfo>[] = {
+template <> inline constexpr Field<analytics::MediaInfo> fields<analytics::MediaInfo>[] = {
     {"video_codec",      member<&analytics::MediaInfo::videoCodec>},
     {"audio_codec",      member<&analytics::MediaInfo::audioCodec>},
     {"video_scan_type",  member<&analytics::MediaInfo::videoScanType>},
@@ -52,7 +52,7 @@ template <> constexpr Field<analytics::MediaInfo> fields<analytics::MediaInfo>[]
     {"video_frame_rate", member<&analytics::MediaInfo::videoFrameRate>},
 };
 
-template <> constexpr Field<analytics::DecoderInfo> fields<analytics::DecoderInfo>[] = {
+template <> inline constexpr Field<analytics::DecoderInfo> fields<analytics::DecoderInfo>[] = {
     {"video_frames_decoded", member<&analytics::DecoderInfo::videoFramesDecoded>},
     {"video_decode_errors",  member<&analytics::DecoderInfo::videoDecodeErrors>},
     {"video_data_errors",    member<&analytics::DecoderInfo::videoDataErrors>},
@@ -61,13 +61,13 @@ template <> constexpr Field<analytics::DecoderInfo> fields<analytics::DecoderInf
     {"audio_data_errors",    member<&analytics::DecoderInfo::audioDataErrors>},
 };
 
-template <> constexpr Field<analytics::DashInfo> fields<analytics::DashInfo>[] = {
+template <> inline constexpr Field<analytics::DashInfo> fields<analytics::DashInfo>[] = {
     {"dash_profile_switches", member<&analytics::DashInfo::dashProfileSwitches>},
     {"dash_playlist_errors",  member<&analytics::DashInfo::dashPlaylistErrors>},
     {"dash_segment_errors",   member<&analytics::DashInfo::dashSegmentErrors>},
 };
 
-template <> constexpr Field<analytics::HlsInfo> fields<analytics::HlsInfo>[] = {
+template <> inline constexpr Field<analytics::HlsInfo> fields<analytics::HlsInfo>[] = {
     {"hls_profile_switches",       member<&analytics::HlsInfo::hlsProfileSwitches>},
     {"hls_master_playlist_errors", member<&analytics::HlsInfo::hlsMasterPlaylistErrors>},
     {"hls_media_playlist_errors",  member<&analytics::HlsInfo::hlsMediaPlaylistErrors>},
@@ -75,7 +75,7 @@ template <> constexpr Field<analytics::HlsInfo> fields<analytics::HlsInfo>[] = {
     {"hls_discontinuities",        member<&analytics::HlsInfo::hlsDiscontinuities>},
 };
 
-template <> constexpr Field<analytics::BufferingInfo> fields<analytics::BufferingInfo>[] = {
+template <> inline constexpr Field<analytics::BufferingInfo> fields<analytics::BufferingInfo>[] = {
     {"buffering_events",  member<&analytics::BufferingInfo::bufferingEvents>},
     {"buffering_seconds", member<&analytics::BufferingInfo::bufferingSeconds>},
     {"buffering_ms",      member<&analytics::BufferingInfo::bufferingMs>},
@@ -100,17 +100,17 @@ constexpr Field<analytics::Etr290Info> etr290ExtraCounters[] = {
     {"pid_error_ecm",       member<&analytics::Etr290Info::pidErrorEcm>},
 };
 
-template <> constexpr Field<analytics::Etr290Info> fields<analytics::Etr290Info>[] = {
+template <> inline constexpr Field<analytics::Etr290Info> fields<analytics::Etr290Info>[] = {
     {"first_priority", group<etr290FirstPriority>},
     {"extra_counters", group<etr290ExtraCounters>},
 };
 
-template <> constexpr Field<analytics::MdiInfo> fields<analytics::MdiInfo>[] = {
+template <> inline constexpr Field<analytics::MdiInfo> fields<analytics::MdiInfo>[] = {
     {"mlr", member<&analytics::MdiInfo::mlr>},
     {"df",  member<&analytics::MdiInfo::df>},
 };
 
-template <> constexpr Field<analytics::Scte35> fields<analytics::Scte35>[] = {
+template <> inline constexpr Field<analytics::Scte35> fields<analytics::Scte35>[] = {
     {"splice_event_id", member<&analytics::Scte35::spliceEventId>},
     {"splice_pts_time", member<&analytics::Scte35::splicePtsTime>},
 };
@@ -136,13 +136,13 @@ constexpr Field<analytics::MessageTarget> messageLink[] = {
     {"alias",           member<&analytics::MessageTarget::alias>},
 };
 
-template <> constexpr Field<analytics::MessageTarget> fields<analytics::MessageTarget>[] = {
+template <> inline constexpr Field<analytics::MessageTarget> fields<analytics::MessageTarget>[] = {
     {"type",  member<&analytics::MessageTarget::type>},
     {"title", member<&analytics::MessageTarget::title>},
     {"link",  group<messageLink>},
 };
 
-template <> constexpr Field<analytics::PurchaseVariant> fields<analytics::PurchaseVariant>[] = {
+template <> inline constexpr Field<analytics::PurchaseVariant> fields<analytics::PurchaseVariant>[] = {
     {"service_id",             member<&analytics::PurchaseVariant::serviceId>},
     {"content_id",             member<&analytics::PurchaseVariant::contentId>},
     {"content_type",           member<&analytics::PurchaseVariant::contentType>},
@@ -156,7 +156,7 @@ template <> constexpr Field<analytics::PurchaseVariant> fields<analytics::Purcha
 
 // The box
 
-template <> constexpr Field<analytics::CpuInfo> fields<analytics::CpuInfo>[] = {
+template <> inline constexpr Field<analytics::CpuInfo> fields<analytics::CpuInfo>[] = {
     {"cpu_temperature",    member<&analytics::CpuInfo::cpuTemperature>},
     {"cpu_average_load",   member<&analytics::CpuInfo::cpuAverageLoad>},
     {"cpu_max_load",       member<&analytics::CpuInfo::cpuMaxLoad>},
@@ -164,7 +164,7 @@ template <> constexpr Field<analytics::CpuInfo> fields<analytics::CpuInfo>[] = {
     {"sys_clock_freq_mhz", member<&analytics::CpuInfo::sysClockFreqMhz>},
 };
 
-template <> constexpr Field<analytics::MemoryInfo> fields<analytics::MemoryInfo>[] = {
+template <> inline constexpr Field<analytics::MemoryInfo> fields<analytics::MemoryInfo>[] = {
     {"mem_total",           member<&analytics::MemoryInfo::memTotal>},
     {"mem_average_usage",   member<&analytics::MemoryInfo::memAverageUsage>},
     {"mem_max_usage",       member<&analytics::MemoryInfo::memMaxUsage>},
@@ -175,13 +175,13 @@ template <> constexpr Field<analytics::MemoryInfo> fields<analytics::MemoryInfo>
     {"vm_rss_max",          member<&analytics::MemoryInfo::vmRssMax>},
 };
 
-template <> constexpr Field<analytics::MemoryModule> fields<analytics::MemoryModule>[] = {
+template <> inline constexpr Field<analytics::MemoryModule> fields<analytics::MemoryModule>[] = {
     {"mem_type", member<&analytics::MemoryModule::memType>},
     {"mem_size", member<&analytics::MemoryModule::memSize>},
     {"mem_info", member<&analytics::MemoryModule::memInfo>},
 };
 
-template <> constexpr Field<analytics::HardwareInfo> fields<analytics::HardwareInfo>[] = {
+template <> inline constexpr Field<analytics::HardwareInfo> fields<analytics::HardwareInfo>[] = {
     {"manufacturer", member<&analytics::HardwareInfo::manufacturer>},
     {"model_name",   member<&analytics::HardwareInfo::modelName>},
     {"platform",     member<&analytics::HardwareInfo::platform>},
@@ -189,13 +189,13 @@ template <> constexpr Field<analytics::HardwareInfo> fields<analytics::HardwareI
     {"memory",       member<&analytics::HardwareInfo::memory>},
 };
 
-template <> constexpr Field<analytics::HdmiInfo> fields<analytics::HdmiInfo>[] = {
+template <> inline constexpr Field<analytics::HdmiInfo> fields<analytics::HdmiInfo>[] = {
     {"tv_name",             member<&analytics::HdmiInfo::tvName>},
     {"tv_preferred_output", member<&analytics::HdmiInfo::tvPreferredOutput>},
     {"stb_current_output",  member<&analytics::HdmiInfo::stbCurrentOutput>},
 };
 
-template <> constexpr Field<analytics::WifiInfo> fields<analytics::WifiInfo>[] = {
+template <> inline constexpr Field<analytics::WifiInfo> fields<analytics::WifiInfo>[] = {
     {"wifi_ssid",       member<&analytics::WifiInfo::wifiSsid>},
     {"wifi_bssid",      member<&analytics::WifiInfo::wifiBssid>},
     {"wifi_rssi",       member<&analytics::WifiInfo::wifiRssi>},
@@ -204,13 +204,13 @@ template <> constexpr Field<analytics::WifiInfo> fields<analytics::WifiInfo>[] =
     {"wifi_generation", member<&analytics::WifiInfo::wifiGeneration>},
 };
 
-template <> constexpr Field<analytics::PowerInfo> fields<analytics::PowerInfo>[] = {
+template <> inline constexpr Field<analytics::PowerInfo> fields<analytics::PowerInfo>[] = {
     {"power_state",        member<&analytics::PowerInfo::powerState>},
     {"power_state_period", member<&analytics::PowerInfo::powerStatePeriod>},
     {"power_change_cause", member<&analytics::PowerInfo::powerChangeCause>},
 };
 
-template <> constexpr Field<analytics::SystemSettings> fields<analytics::SystemSettings>[] = {
+template <> inline constexpr Field<analytics::SystemSettings> fields<analytics::SystemSettings>[] = {
     {"ui_resolution",             member<&analytics::SystemSettings::uiResolution>},
     {"font_size",                 member<&analytics::SystemSettings::fontSize>},
     {"rcu_layout",                member<&analytics::SystemSettings::rcuLayout>},
@@ -235,7 +235,7 @@ constexpr Field<analytics::NetworkInfo> networkStatistics[] = {
     {"rx_frame_errors", member<&analytics::NetworkInfo::rxFrameErrors>},
 };
 
-template <> constexpr Field<analytics::NetworkInfo> fields<analytics::NetworkInfo>[] = {
+template <> inline constexpr Field<analytics::NetworkInfo> fields<analytics::NetworkInfo>[] = {
     {"interface_name", member<&analytics::NetworkInfo::interfaceName>},
     {"interface_mode", member<&analytics::NetworkInfo::interfaceMode>},
     {"mac",            member<&analytics::NetworkInfo::mac>},
@@ -245,12 +245,12 @@ template <> constexpr Field<analytics::NetworkInfo> fields<analytics::NetworkInf
     {"statistics",     group<networkStatistics>},
 };
 
-template <> constexpr Field<analytics::DhcpOption> fields<analytics::DhcpOption>[] = {
+template <> inline constexpr Field<analytics::DhcpOption> fields<analytics::DhcpOption>[] = {
     {"code",  member<&analytics::DhcpOption::code>},
     {"value", member<&analytics::DhcpOption::value>},
 };
 
-template <> constexpr Field<analytics::NetworkInterface> fields<analytics::NetworkInterface>[] = {
+template <> inline constexpr Field<analytics::NetworkInterface> fields<analytics::NetworkInterface>[] = {
     {"interface_name", member<&analytics::NetworkInterface::interfaceName>},
     {"status",         member<&analytics::NetworkInterface::status>},
     {"mac",            member<&analytics::NetworkInterface::mac>},
@@ -263,7 +263,7 @@ template <> constexpr Field<analytics::NetworkInterface> fields<analytics::Netwo
     {"dns",            member<&analytics::NetworkInterface::dns>},
 };
 
-template <> constexpr Field<analytics::Endpoints> fields<analytics::Endpoints>[] = {
+template <> inline constexpr Field<analytics::Endpoints> fields<analytics::Endpoints>[] = {
     {"api_url",   member<&analytics::Endpoints::apiUrl>},
     {"ws_url",    member<&analytics::Endpoints::wsUrl>},
     {"spy_url",   member<&analytics::Endpoints::spyUrl>},
@@ -273,7 +273,7 @@ template <> constexpr Field<analytics::Endpoints> fields<analytics::Endpoints>[]
 
 // Errors
 
-template <> constexpr Field<analytics::NcError> fields<analytics::NcError>[] = {
+template <> inline constexpr Field<analytics::NcError> fields<analytics::NcError>[] = {
     {"api_url",             member<&analytics::NcError::apiUrl>},
     {"http_request_method", member<&analytics::NcError::httpRequestMethod>},
     {"http_request_path",   member<&analytics::NcError::httpRequestPath>},
@@ -283,13 +283,13 @@ template <> constexpr Field<analytics::NcError> fields<analytics::NcError>[] = {
     {"error_code",          member<&analytics::NcError::errorCode>},
 };
 
-template <> constexpr Field<analytics::HttpError> fields<analytics::HttpError>[] = {
+template <> inline constexpr Field<analytics::HttpError> fields<analytics::HttpError>[] = {
     {"http_request_method", member<&analytics::HttpError::httpRequestMethod>},
     {"http_request_uri",    member<&analytics::HttpError::httpRequestUri>},
     {"http_response_code",  member<&analytics::HttpError::httpResponseCode>},
 };
 
-template <> constexpr Field<analytics::VerimatrixError> fields<analytics::VerimatrixError>[] = {
+template <> inline constexpr Field<analytics::VerimatrixError> fields<analytics::VerimatrixError>[] = {
     {"command",       member<&analytics::VerimatrixError::command>},
     {"error_code",    member<&analytics::VerimatrixError::errorCode>},
     {"activity_code", member<&analytics::VerimatrixError::activityCode>},
@@ -297,7 +297,7 @@ template <> constexpr Field<analytics::VerimatrixError> fields<analytics::Verima
     {"error_count",   member<&analytics::VerimatrixError::errorCount>},
 };
 
-template <> constexpr Field<analytics::VmxErrors> fields<analytics::VmxErrors>[] = {
+template <> inline constexpr Field<analytics::VmxErrors> fields<analytics::VmxErrors>[] = {
     {"total_error_count", member<&analytics::VmxErrors::totalErrorCount>},
     {"vmx_cas_errors",    member<&analytics::VmxErrors::vmxCasErrors>},
 };
@@ -307,7 +307,7 @@ template <> constexpr Field<analytics::VmxErrors> fields<analytics::VmxErrors>[]
 inline QString videoOutputs(QJsonValue const &json, analytics::SystemSettings &settings)
 {
     QList<VideoOutput> outputs;
-    QString const problem = read(json, outputs);
+    QString problem = read(json, outputs);
     for (VideoOutput const &output : std::as_const(outputs))
         settings.videoOutputs.append({output.name, output.mode});
     return problem;

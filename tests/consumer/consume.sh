@@ -11,10 +11,15 @@ prefix=$work/prefix
 
 # The same compilers, processor and Qt as the library's.
 cached() { sed -n "s/^$1:[A-Z]*=//p" "$build/CMakeCache.txt"; }
+cross=
+for variable in CMAKE_TOOLCHAIN_FILE CMAKE_SYSROOT CROSS_TRIPLET CROSS_EMULATORS; do
+    [ -z "$(cached CMAKE_TOOLCHAIN_FILE)" ] || cross="$cross -D$variable=$(cached $variable)"
+done
 configure() {
+    # shellcheck disable=SC2086 # a list of words
     cmake -S "$consumer" -B "$work/host" -G Ninja "-DHEADERS=$headers" \
         "-DCMAKE_BUILD_TYPE=$(cached CMAKE_BUILD_TYPE)" "-DCMAKE_CXX_COMPILER=$(cached CMAKE_CXX_COMPILER)" \
-        "-DCMAKE_CXX_FLAGS=$(cached CMAKE_CXX_FLAGS)" "-DCMAKE_TOOLCHAIN_FILE=$(cached CMAKE_TOOLCHAIN_FILE)" "$@"
+        "-DCMAKE_CXX_FLAGS=$(cached CMAKE_CXX_FLAGS)" $cross "$@"
     cmake --build "$work/host"
 }
 
