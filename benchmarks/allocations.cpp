@@ -1,6 +1,5 @@
 #include "allocations.h"
 
-#include <atomic>
 #include <cstddef>
 
 // Qt's containers call malloc, not operator new: only here are all allocations seen.
@@ -12,29 +11,29 @@ void *__libc_realloc(void *memory, std::size_t size);
 
 namespace {
 
-std::atomic<std::uint64_t> count{0};
+thread_local std::uint64_t count = 0;
 
 } // namespace
 
 std::uint64_t heapAllocations()
 {
-    return count.load(std::memory_order_relaxed);
+    return count;
 }
 
 extern "C" void *malloc(std::size_t size) noexcept
 {
-    count.fetch_add(1, std::memory_order_relaxed);
+    ++count;
     return __libc_malloc(size);
 }
 
 extern "C" void *calloc(std::size_t number, std::size_t size) noexcept
 {
-    count.fetch_add(1, std::memory_order_relaxed);
+    ++count;
     return __libc_calloc(number, size);
 }
 
 extern "C" void *realloc(void *memory, std::size_t size) noexcept
 {
-    count.fetch_add(1, std::memory_order_relaxed);
+    ++count;
     return __libc_realloc(memory, size);
 }

@@ -2,5 +2,5 @@
 
 #include <cstdint>
 
-/// How often this process has asked for heap memory so far, on any thread and from any library.
+/// How often this thread has asked for heap memory so far, from any library.
 std::uint64_t heapAllocations();

@@ -22,27 +22,125 @@ template <typename Value> bool isUnset(Value const &value)
         return !value.has_value();
 }
 
-/// Calls one of the visitor's functions for the record that a variant holds, found by its type's id.
-template <typename Visitor> void visitRecord(QVariant const &value, Visitor const &visitor)
+template <typename Record, typename Value> bool isWritten(Record const &record, Member<Record, Value> const &member)
+{
+    return member.isAlways || !isUnset(record.*member.field);
+}
+
+template <typename Record, typename... Members> bool isWritten(Record const &, Group<Members...> const &)
+{
+    return true;
+}
+
+template <typename Record, typename Element, typename Form>
+bool isWritten(Record const &record, List<Record, Element, Form> const &list)
+{
+    return !(record.*list.field).isEmpty();
+}
+
+template <typename... Records> struct RecordTypes
+{
+};
+
+/// In the order in which a value is tried for them.
+constexpr RecordTypes<Channel, MediaItem, PurchaseVariant, NetworkInfo, NetworkInterface, MemoryModule, Endpoints,
+                      CpuInfo, MemoryInfo, HdmiInfo, PowerInfo, HardwareInfo, WifiInfo, MdiInfo, Etr290Info,
+                      DecoderInfo, DashInfo, HlsInfo, BufferingInfo, MediaInfo, NcError, HttpError, SystemSettings,
+                      Scte35, VerimatrixError, VmxErrors, MessageTarget>
+    allRecords;
+
+/// Calls the visitor for the record that a variant holds, found by its type's id.
+template <typename... Records, typename Visitor>
+void visitHeldRecord(QVariant const &value, Visitor const &visitor, RecordTypes<Records...>)
 {
     using Visit = void (*)(QVariant const &, Visitor const &);
-    static auto const visits = [] {
-        QHash<int, Visit> table;
-        auto const add = [&table](auto record) {
-            using Record = decltype(record);
-            table.insert(qMetaTypeId<Record>(), [](QVariant const &held, Visitor const &with) {
-                with(*static_cast<Record const *>(held.constData()), members<Record>);
-            });
-        };
-        std::apply([&add](auto... records) { (add(records), ...); },
-                   std::tuple<Channel, MediaItem, PurchaseVariant, NetworkInfo, NetworkInterface, MemoryModule,
-                              Endpoints, CpuInfo, MemoryInfo, HdmiInfo, PowerInfo, HardwareInfo, WifiInfo, MdiInfo,
-                              Etr290Info, DecoderInfo, DashInfo, HlsInfo, BufferingInfo, MediaInfo, NcError, HttpError,
-                              SystemSettings, Scte35, VerimatrixError, VmxErrors, MessageTarget>());
-        return table;
-    }();
+    static QHash<int, Visit> const visits
+        = {{qMetaTypeId<Records>(), [](QVariant const &held, Visitor const &with) {
+                with(*static_cast<Records const *>(held.constData()), members<Records>);
+            }}...};
     if (Visit const visit = visits.value(value.typeId()))
         visit(value, visitor);
+}
+
+/// Calls the visitor unless the record has no members.
+template <typename Record, typename Visitor> void visitUnlessEmpty(Record const &record, Visitor const &visitor)
+{
+    bool const hasMembers
+        = std::apply([&record](auto const &...row) { return (isWritten(record, row) || ...); }, members<Record>);
+    if (hasMembers)
+        visitor(record, members<Record>);
+}
+
+/// Returns whether the variant holds the record, or can be converted to it.
+template <typename Record, typename Visitor>
+bool visitRecordIf(QVariant const &value, QMetaType type, Visitor const &visitor)
+{
+    QMetaType const recordType = QMetaType::fromType<Record>();
+    if (type == recordType)
+        visitUnlessEmpty(*static_cast<Record const *>(value.constData()), visitor);
+    else if (QMetaType::canConvert(type, recordType))
+        visitUnlessEmpty(value.value<Record>(), visitor);
+    else
+        return false;
+    return true;
+}
+
+/// Calls the visitor for the first record that a variant holds or can be converted to.
+template <typename... Records, typename Visitor>
+void visitFirstRecord(QVariant const &value, Visitor const &visitor, RecordTypes<Records...>)
+{
+    QMetaType const type = value.metaType();
+    (visitRecordIf<Records>(value, type, visitor) || ...);
+}
+
+/// Calls the visitor with what a variant holds, and with the form that it is written in if it is a record or a list.
+template <typename Visitor> void visit(QVariant const &value, Converters converters, Visitor const &visitor)
+{
+    if (converters == Converters::Honoured && value.isNull())
+        return;
+    switch (value.typeId()) {
+    case QMetaType::Bool:
+        visitor(value.toBool());
+        break;
+    case QMetaType::Int:
+    case QMetaType::LongLong:
+        visitor(value.toLongLong());
+        break;
+    case QMetaType::Double:
+        visitor(value.toDouble());
+        break;
+    case QMetaType::QString:
+        visitor(*static_cast<QString const *>(value.constData()));
+        break;
+    case QMetaType::QVariantList:
+        visitor(*static_cast<QVariantList const *>(value.constData()), converters);
+        break;
+    default:
+        if (converters == Converters::Ignored)
+            visitHeldRecord(value, visitor, allRecords);
+        else if (QString const text = value.toString(); !text.isEmpty())
+            visitor(text);
+        else
+            visitFirstRecord(value, visitor, allRecords);
+        break;
+    }
+}
+
+// What an event leaves out; records without members never come as far.
+
+template <typename... Held> bool isEmpty(Held const &...)
+{
+    return false;
+}
+
+bool isEmpty(QString const &text)
+{
+    return text.isEmpty();
+}
+
+bool isEmpty(QVariantList const &list, Converters)
+{
+    return list.isEmpty();
 }
 
 // nlohmann::json
@@ -54,7 +152,7 @@ Tree treeOf(QString const &text)
     return text.toStdString();
 }
 
-Tree treeOf(int number)
+template <typename Number> Tree treeOf(Number number)
 {
     return number;
 }
@@ -79,7 +177,7 @@ Tree treeOf(TextPair const &pair, NamedText)
 template <typename Record, typename Value>
 void addRow(Tree &tree, Record const &record, Member<Record, Value> const &member)
 {
-    if (member.isAlways || !isUnset(record.*member.field))
+    if (isWritten(record, member))
         tree[std::string(member.key)] = treeOf(record.*member.field);
 }
 
@@ -92,7 +190,7 @@ void addRow(Tree &tree, Record const &record, Group<Members...> const &group)
 template <typename Record, typename Element, typename Form>
 void addRow(Tree &tree, Record const &record, List<Record, Element, Form> const &list)
 {
-    if ((record.*list.field).isEmpty())
+    if (!isWritten(record, list))
         return;
     Tree array = Tree::array();
     for (Element const &element : record.*list.field)
@@ -107,30 +205,14 @@ template <typename Record, typename... Rows> Tree treeOf(Record const &record, s
     return tree;
 }
 
-Tree treeOf(QVariant const &value)
+Tree treeOf(QVariantList const &list, Converters converters)
 {
-    switch (value.typeId()) {
-    case QMetaType::Bool:
-        return value.toBool();
-    case QMetaType::Int:
-    case QMetaType::LongLong:
-        return value.toLongLong();
-    case QMetaType::Double:
-        return value.toDouble();
-    case QMetaType::QString:
-        return treeOf(value.toString());
-    case QMetaType::QVariantList: {
-        Tree array = Tree::array();
-        for (QVariant const &element : *static_cast<QVariantList const *>(value.constData()))
-            array.push_back(treeOf(element));
-        return array;
+    Tree array = Tree::array();
+    for (QVariant const &element : list) {
+        Tree &tree = array.emplace_back(nullptr);
+        visit(element, converters, [&tree](auto const &...held) { tree = treeOf(held...); });
     }
-    default: {
-        Tree tree;
-        visitRecord(value, [&tree](auto const &record, auto const &rows) { tree = treeOf(record, rows); });
-        return tree;
-    }
-    }
+    return array;
 }
 
 // RapidJSON
@@ -148,30 +230,32 @@ void write(Writer &writer, QString const &text)
     writer.String(utf8.constData(), static_cast<rapidjson::SizeType>(utf8.size()));
 }
 
-void write(Writer &writer, int number)
+template <typename Number> void write(Writer &writer, Number number)
 {
-    writer.Int(number);
+    if constexpr (std::is_same_v<Number, bool>)
+        writer.Bool(number);
+    else if constexpr (std::is_floating_point_v<Number>)
+        writer.Double(static_cast<double>(number));
+    else if constexpr (std::is_signed_v<Number>)
+        writer.Int64(number);
+    else
+        writer.Uint64(number);
 }
 
 template <typename Number> void write(Writer &writer, std::optional<Number> const &number)
 {
-    if constexpr (std::is_floating_point_v<Number>)
-        writer.Double(static_cast<double>(*number));
-    else if constexpr (std::is_signed_v<Number>)
-        writer.Int64(*number);
-    else
-        writer.Uint64(*number);
+    write(writer, *number);
 }
 
 template <typename Record, typename... Rows>
-void writeObject(Writer &writer, Record const &record, std::tuple<Rows...> const &rows);
+void write(Writer &writer, Record const &record, std::tuple<Rows...> const &rows);
 
-void writeObject(Writer &writer, QString const &text, PlainText)
+void write(Writer &writer, QString const &text, PlainText)
 {
     write(writer, text);
 }
 
-void writeObject(Writer &writer, TextPair const &pair, NamedText)
+void write(Writer &writer, TextPair const &pair, NamedText)
 {
     writer.StartObject();
     writeKey(writer, pair.first.toStdString());
@@ -182,7 +266,7 @@ void writeObject(Writer &writer, TextPair const &pair, NamedText)
 template <typename Record, typename Value>
 void writeRow(Writer &writer, Record const &record, Member<Record, Value> const &member)
 {
-    if (!member.isAlways && isUnset(record.*member.field))
+    if (!isWritten(record, member))
         return;
     writeKey(writer, member.key);
     write(writer, record.*member.field);
@@ -192,86 +276,83 @@ template <typename Record, typename... Members>
 void writeRow(Writer &writer, Record const &record, Group<Members...> const &group)
 {
     writeKey(writer, group.key);
-    writeObject(writer, record, group.members);
+    write(writer, record, group.members);
 }
 
 template <typename Record, typename Element, typename Form>
 void writeRow(Writer &writer, Record const &record, List<Record, Element, Form> const &list)
 {
-    if ((record.*list.field).isEmpty())
+    if (!isWritten(record, list))
         return;
     writeKey(writer, list.key);
     writer.StartArray();
     for (Element const &element : record.*list.field)
-        writeObject(writer, element, list.form);
+        write(writer, element, list.form);
     writer.EndArray();
 }
 
 template <typename Record, typename... Rows>
-void writeObject(Writer &writer, Record const &record, std::tuple<Rows...> const &rows)
+void write(Writer &writer, Record const &record, std::tuple<Rows...> const &rows)
 {
     writer.StartObject();
     std::apply([&](auto const &...row) { (writeRow(writer, record, row), ...); }, rows);
     writer.EndObject();
 }
 
-void write(Writer &writer, QVariant const &value)
+void write(Writer &writer, QVariantList const &list, Converters converters)
 {
-    switch (value.typeId()) {
-    case QMetaType::Bool:
-        writer.Bool(value.toBool());
-        break;
-    case QMetaType::Int:
-    case QMetaType::LongLong:
-        writer.Int64(value.toLongLong());
-        break;
-    case QMetaType::Double:
-        writer.Double(value.toDouble());
-        break;
-    case QMetaType::QString:
-        write(writer, value.toString());
-        break;
-    case QMetaType::QVariantList:
-        writer.StartArray();
-        for (QVariant const &element : *static_cast<QVariantList const *>(value.constData()))
-            write(writer, element);
-        writer.EndArray();
-        break;
-    default:
-        visitRecord(value, [&writer](auto const &record, auto const &rows) { writeObject(writer, record, rows); });
-        break;
+    writer.StartArray();
+    for (QVariant const &element : list) {
+        bool hasValue = false;
+        visit(element, converters, [&writer, &hasValue](auto const &...held) {
+            write(writer, held...);
+            hasValue = true;
+        });
+        if (!hasValue)
+            writer.Null();
     }
+    writer.EndArray();
 }
 
-template <typename Insert> void forEachProperty(EventType type, QList<Property> const &properties, Insert const &insert)
+/// Calls the function with the key of each value that is to be written, what it holds and the form of it.
+template <typename Write>
+void forEachMember(IPropertyProvider const &provider, AnalyticsEventData const &data, QList<Property> const &properties,
+                   Converters converters, Write const &write)
 {
+    auto const writeValue = [&](Property property) {
+        visit(provider.value(property, data), converters, [&](auto const &...held) {
+            if (converters == Converters::Honoured && isEmpty(held...))
+                return;
+            QLatin1String const key = propertyKeys.value(property);
+            write(std::string_view(key.data(), static_cast<std::size_t>(key.size())), held...);
+        });
+    };
     for (Property property : properties)
-        insert(property, propertyKeys.value(property));
-    for (Property property : eventTable.constFind(type)->properties)
-        insert(property, propertyKeys.value(property));
+        writeValue(property);
+    for (Property property : eventTable.constFind(data.type)->properties)
+        writeValue(property);
 }
 
 } // namespace
 
 QByteArray serializeWithNlohmann(IPropertyProvider const &provider, AnalyticsEventData const &data,
-                                 QList<Property> const &properties)
+                                 QList<Property> const &properties, Converters converters)
 {
     Tree event = Tree::object();
-    forEachProperty(data.type, properties, [&](Property property, QLatin1String key) {
-        event[std::string(key.data(), static_cast<std::size_t>(key.size()))] = treeOf(provider.value(property, data));
-    });
+    forEachMember(provider, data, properties, converters,
+                  [&event](std::string_view key, auto const &...held) { event[std::string(key)] = treeOf(held...); });
     return QByteArray::fromStdString(event.dump());
 }
 
 QByteArray serializeWithRapidJson(IPropertyProvider const &provider, AnalyticsEventData const &data,
-                                  QList<Property> const &properties)
+                                  QList<Property> const &properties, Converters converters)
 {
     rapidjson::StringBuffer buffer;
     Writer writer(buffer);
     writer.StartObject();
-    forEachProperty(data.type, properties, [&](Property property, QLatin1String key) {
-        writeKey(writer, {key.data(), static_cast<std::size_t>(key.size())});
-        write(writer, provider.value(property, data));
+    forEachMember(provider, data, properties, converters, [&writer](std::string_view key, auto const &...held) {
+        writeKey(writer, key);
+        write(writer, held...);
     });
     writer.EndObject();
     return {buffer.GetString(), static_cast<qsizetype>(buffer.GetSize())};
