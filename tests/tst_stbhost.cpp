@@ -5,6 +5,7 @@
 #include <stbhost/payload.h>
 #include <stbhost/properties.h>
 #include <stbhost/script.h>
+#include <stbhost/sender.h>
 
 #include <QtCore/QBuffer>
 #include <QtCore/QDir>
@@ -210,8 +211,10 @@ static QByteArray played(QByteArray script, QByteArray *messages = nullptr)
     QTextStream stream(&text);
 
     Machine machine = fixtureMachine();
-    Host host(machine, output);
-    playScript(input, QStringLiteral("script"), host, stream);
+    LineSender sender(output);
+    Host host(machine, sender);
+    playScript(
+        input, QStringLiteral("script"), host, [] { return true; }, stream);
     if (messages)
         *messages = text;
     return output.data();
@@ -283,6 +286,9 @@ private Q_SLOTS:
     void badLine();
     void commandLine_data();
     void commandLine();
+    void boxIsNamed();
+    void standbyFlushes();
+    void scriptEndsOnSignal();
     void scriptFiles();
     void highPriorityOvertakes();
     void logGoesToStandardError();
@@ -534,12 +540,14 @@ void tst_Stbhost::eventBringsItsIdentity()
     Machine machine = fixtureMachine();
     PropertyProvider const provider(machine);
     AnalyticsEventData data;
+    data.type = EventType::PlaybackTrickModeResume;
     data.time = std::chrono::milliseconds(1790000000123);
     data.tag = 17;
     data.value
         = QVariant::fromValue(Payload{QUuid::fromString(QLatin1String("67c8770b-44f1-410a-ab9a-f9b5446f13ee")), {}});
 
-    QCOMPARE(encoded(provider.value(Property::EventId, data)), R"("67c8770b-44f1-410a-ab9a-f9b5446f13ee")");
+    QCOMPARE(encoded(provider.value(Property::EventId, data)),
+             R"("playback_trickmode_resume/67c8770b-44f1-410a-ab9a-f9b5446f13ee")");
     QCOMPARE(encoded(provider.value(Property::EventVersion, data)), "1");
     QCOMPARE(encoded(provider.value(Property::EventCounter, data)), "17");
     QCOMPARE(encoded(provider.value(Property::Timestamp, data)), "1790000000123");
@@ -547,7 +555,8 @@ void tst_Stbhost::eventBringsItsIdentity()
     QMap<int, QJsonObject> const events = eventsOf(played(mediumLine + '\n' + mediumLine));
     QCOMPARE(events.keys(), QList<int>({1, 2}));
     QString const first = events.value(1).value(QLatin1String("event_id")).toString();
-    QVERIFY(!QUuid::fromString(first).isNull());
+    QVERIFY(first.startsWith(QLatin1String("search_result/")));
+    QVERIFY(!QUuid::fromString(first.mid(14)).isNull());
     QVERIFY(first != events.value(2).value(QLatin1String("event_id")).toString());
 }
 
@@ -657,6 +666,7 @@ void tst_Stbhost::commandLine_data()
     row("no final newline",   "",                    mediumLine,                      0, {1},    "");
     row("CRLF",               "",                    mediumLine + "\r\n",             0, {1},    "");
     row("-",                  "-",                   mediumLine,                      0, {1},    "");
+    row("pace 0",             "--pace 0",            mediumLine + '\n' + mediumLine, 0, {1, 2}, "");
     row("no values",          "",                    lowLine + '\n' + mediumLine,     0, {1, 2}, "");
     row("pending",            "",                    mediumLine + '\n' + lowLine + '\n' + lowLine, 0, {1}, "stbhost: 2 low-priority events are lost: only an event of medium priority sends them\n");
     row("pending one",        "",                    lowLine + '\n' + highLine,       0, {2},    "stbhost: 1 low-priority event is lost: only an event of medium priority sends it\n");
@@ -666,6 +676,26 @@ void tst_Stbhost::commandLine_data()
     row("live and script",    "--live a.jsonl",      "",                              1, {},     "stbhost: --live takes no scripts\n");
     row("interval, not live", "--interval 1",        "",                              1, {},     "stbhost: --interval and --count need --live\n");
     row("count, not live",    "--count 1",           "",                              1, {},     "stbhost: --interval and --count need --live\n");
+    row("pace",               "--pace -1",           "",                              1, {},     "stbhost: --pace: expected a number of seconds from 0 to 2147483, got -1\n");
+    for (char const *option : {"--spool s", "--quota 20000", "--max-age 1", "--batch 1", "--gzip", "--ca f", "--timeout 1", "--backoff 1,2", "--spread 1", "--flush 1", "--linger 1", "--echo"})
+        row(QByteArray(option) + ", no collector", option, "", 1, {},
+            "stbhost: " + QByteArray(option).split(' ').first() + " needs --collector\n");
+    row("no spool",           "--collector http://c", "",                             1, {},     "stbhost: --collector needs --spool\n");
+    for (char const *url : {"c", "ftp://c/", "http://", "http:///packages", "https:", "http://c:99999/", "http://c:0/"})
+        row(QByteArray("URL ") + url, QByteArray("--spool s --collector ") + url, "", 1, {},
+            QByteArray("stbhost: --collector ") + url + ": expected http:// or https:// and a host\n");
+    row("empty quota",        "--spool s --collector http://c --quota=", "",         1, {},     "stbhost: --quota: expected a number of bytes from 10000, got\n");
+    row("empty spread",       "--spool s --collector http://c --spread=", "",        1, {},     "stbhost: --spread: expected a number of seconds from 0 to 2147483, got\n");
+    row("empty backoff",      "--spool s --collector http://c --backoff=", "",       1, {},     "stbhost: --backoff: expected two numbers of seconds, the smaller one first, such as 5,900, got\n");
+    row("empty ca",           "--spool s --collector http://c --ca=", "",            1, {},     "stbhost: --ca: expected a file, got nothing\n");
+    row("quota",              "--spool s --collector http://c --quota 0", "",         1, {},     "stbhost: --quota: expected a number of bytes from 10000, got 0\n");
+    row("age",                "--spool s --collector http://c --max-age 0", "",       1, {},     "stbhost: --max-age: expected a number of seconds from 1, got 0\n");
+    row("batch",              "--spool s --collector http://c --batch 0", "",         1, {},     "stbhost: --batch: expected a number of bytes from 1, got 0\n");
+    for (char const *backoff : {"1", "0,1", "2,1", "1,2,3", "a,b"})
+        row(QByteArray("backoff ") + backoff, QByteArray("--spool s --collector http://c --backoff ") + backoff, "", 1, {},
+            QByteArray("stbhost: --backoff: expected two numbers of seconds, the smaller one first, such as 5,900, got ") + backoff + '\n');
+    row("ca",                 "--spool s --collector https://c --ca none.pem", "",    1, {},     "stbhost: --collector https://c: none.pem: No such file or directory\n");
+    row("spool",              "--spool " STBHOST_EVENING " --collector http://c", "", 1, {},     "stbhost: --spool " STBHOST_EVENING ": Not a directory\n");
     for (char const *interval : {"0", "-1", "soon", "nan", "inf", "0.0001", "2147484"})
         row(QByteArray("interval ") + interval, QByteArray("--live --interval ") + interval, "", 1, {},
             QByteArray("stbhost: --interval: expected a number of seconds from 0.001 to 2147483, got ") + interval + '\n');
@@ -687,6 +717,48 @@ void tst_Stbhost::commandLine()
     QCOMPARE(result.errors, errors);
     QCOMPARE(eventsOf(result.output).keys(), events);
     QCOMPARE(result.exitCode, exitCode);
+}
+
+void tst_Stbhost::boxIsNamed()
+{
+    QByteArray const own = R"({"event":"search_result","priority":"medium","time":5,"values":{"Uid":"own"}})";
+    Run const result = run({QStringLiteral("--box"), QStringLiteral("box 1")}, mediumLine + '\n' + own);
+    QCOMPARE(result.errors, QByteArray());
+    QMap<int, QJsonObject> const events = eventsOf(result.output);
+    QCOMPARE(events.value(1).value(QLatin1String("uid")), QJsonValue(QStringLiteral("box 1")));
+    QCOMPARE(events.value(2).value(QLatin1String("uid")), QJsonValue(QStringLiteral("own")));
+}
+
+void tst_Stbhost::standbyFlushes()
+{
+    QByteArray const standby
+        = R"({"event":"system_status","priority":"low","time":7,"values":{"PowerInfo":{"power_state":"standby"}}})";
+    Run const result = run({}, lowLine + '\n' + standby + '\n');
+    QCOMPARE(result.errors, QByteArray());
+    QCOMPARE(eventsOf(result.output).keys(), QList<int>({1, 2, 3}));
+    QCOMPARE(result.output.count('\n'), 1);
+    QVERIFY(eventsOf(result.output)
+                .value(3)
+                .value(QLatin1String("event_id"))
+                .toString()
+                .startsWith(QLatin1String("system_status/")));
+}
+
+void tst_Stbhost::scriptEndsOnSignal()
+{
+    // While it waits for a line, and between two events.
+    for (QStringList const &arguments :
+         {QStringList(), QStringList{QStringLiteral("--pace"), QStringLiteral("3600")}}) {
+        QProcess process;
+        process.setProcessEnvironment(environment());
+        start(process, arguments);
+        process.write(mediumLine + '\n');
+        QVERIFY(process.waitForReadyRead());
+        process.terminate();
+        QVERIFY(process.waitForFinished());
+        QCOMPARE(process.exitStatus(), QProcess::NormalExit);
+        QCOMPARE(process.exitCode(), 0);
+    }
 }
 
 void tst_Stbhost::scriptFiles()

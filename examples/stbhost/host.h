@@ -3,7 +3,6 @@
 #include <analytics/analyticsmanager.h>
 #include <analytics/jsoneventserializer.h>
 #include <stbhost/provider.h>
-#include <stbhost/sender.h>
 
 #include <QtCore/QHash>
 
@@ -13,24 +12,29 @@ namespace stbhost {
 class Host
 {
 public:
-    /// Tells events of the machine, and of what each brings, to the device.
-    Host(Machine &machine, QIODevice &output);
+    /**
+     * @brief Tells events of the machine, and of what each brings.
+     * @param machine what the host knows by itself
+     * @param sender takes the packages; must outlive the host
+     * @param box what the events call the box; empty for the machine's own identifier
+     */
+    Host(Machine &machine, analytics::IPackageSender &sender, QString box = {});
 
-    /// Reports one event. Returns those of the values that this type of event does not carry and that were left out.
+    /// Reports one event; and where that says that the box goes to standby, whatever is pending, by its status. Returns
+    /// those of the values that this type of event does not carry and that were left out.
     QList<analytics::Property> report(analytics::EventType type, analytics::EventPriority priority,
-                                      std::chrono::milliseconds time,
-                                      QHash<analytics::Property, QVariant> const &values);
+                                      std::chrono::milliseconds time, QHash<analytics::Property, QVariant> values);
+
+    /// How many events have been reported.
+    int events() const;
 
     /// How many events wait for one of medium priority. The library discards them with the manager.
     int pendingEvents() const;
 
-    /// Why packages do not go out any more; empty as long as they do.
-    QString error() const;
-
 private:
     PropertyProvider m_provider;
     analytics::JsonEventSerializer m_serializer;
-    LineSender m_sender;
+    QString m_box;
     // Last, so that it goes before what is plugged into it.
     analytics::AnalyticsManager m_manager;
     int m_events = 0;

@@ -1,38 +1,116 @@
+#include <stbhost/console.h>
 #include <stbhost/host.h>
 #include <stbhost/live.h>
 #include <stbhost/machine.h>
+#include <stbhost/options.h>
 #include <stbhost/script.h>
+#include <stbhost/sender.h>
+#include <stbhost/session.h>
+#include <stbhost/stopsignal.h>
 
-#include <QtCore/QCommandLineParser>
 #include <QtCore/QCoreApplication>
 #include <QtCore/QFile>
 #include <QtCore/QLoggingCategory>
 
-#include <cmath>
 #include <csignal>
-#include <cstdio>
-#include <limits>
 
 #include <unistd.h>
 
 using namespace stbhost;
+using Clock = std::chrono::steady_clock;
+using GoesOnAfter = std::function<bool(Clock::time_point)>;
 
 /// Plays the scripts one after the other, "-" being standard input. Returns whether all of them were right.
-static bool playScripts(QStringList const &paths, Host &host, QTextStream &messages)
+static bool playScripts(Options const &options, Host &host, StopSignal const &stop, GoesOnAfter const &goesOnAfter,
+                        QTextStream &messages)
 {
     bool areRight = true;
-    for (QString const &path : paths) {
+    bool isOver = false;
+    auto const goesOnAt = [&](Clock::time_point time) {
+        isOver = isOver || !goesOnAfter(time);
+        return !isOver;
+    };
+    for (QString const &path : options.scripts) {
         bool const isStdin = path == QLatin1String("-");
+        StoppableInput input(stop, [&] { return goesOnAt(Clock::now()); });
         QFile file(path);
-        if (!(isStdin ? file.open(STDIN_FILENO, QIODevice::ReadOnly) : file.open(QIODevice::ReadOnly))) {
-            messages << path << ": " << file.errorString() << Qt::endl;
+        QIODevice &script = isStdin ? static_cast<QIODevice &>(input) : file;
+        if (!script.open(QIODevice::ReadOnly)) {
+            messages << path << ": " << script.errorString() << Qt::endl;
             areRight = false;
             continue;
         }
-        if (!playScript(file, isStdin ? QStringLiteral("<stdin>") : path, host, messages))
+        if (!playScript(
+                script, isStdin ? QStringLiteral("<stdin>") : path, host,
+                [&] { return goesOnAt(Clock::now() + options.pace); }, messages))
             areRight = false;
+        if (isOver)
+            break;
     }
     return areRight;
+}
+
+/// Reports what the options ask for. Returns whether all scripts were right.
+static bool play(Options const &options, Host &host, StopSignal const &stop, GoesOnAfter const &goesOnAfter,
+                 QTextStream &messages)
+{
+    if (!options.isLive)
+        return playScripts(options, host, stop, goesOnAfter, messages);
+    // A host that delivers decides itself when to flush.
+    auto const priority = options.delivery ? analytics::EventPriority::Low : analytics::EventPriority::Medium;
+    reportLive(host, options.interval, options.count, priority, goesOnAfter);
+    return true;
+}
+
+static int fail(Console &console, QString const &reason)
+{
+    console.line(QStringLiteral("stbhost: ") + reason.simplified());
+    return 1;
+}
+
+/// Packages go to the collector. Returns the exit status.
+static int deliver(Options const &options, Machine &machine, LineSender &lines, StopSignal const &stop,
+                   Console &console, QTextStream &messages)
+{
+    DeliveryOptions delivery = *options.delivery;
+    delivery.notice = [&](QString const &line) { console.line(QStringLiteral("stbhost: ") + line); };
+    if (options.isEchoed)
+        delivery.safe = [&](QByteArray const &package) { lines.send(package, false); };
+    DeliverySender sender(delivery);
+    QString const problem = sender.start();
+    if (!problem.isEmpty())
+        return fail(console, QStringLiteral("--spool %1: %2").arg(delivery.folder, problem));
+
+    Host host(machine, sender, options.box);
+    Session session(host, sender, options, stop, console);
+    auto const goesOnAfter = [&](Clock::time_point time) { return session.goesOnAfter(time); };
+    bool const isRight = play(options, host, stop, goesOnAfter, messages);
+    QString const lost = session.finish();
+    if (!lost.isEmpty())
+        return fail(console, lost);
+    if (!lines.error().isEmpty())
+        return fail(console, QStringLiteral("standard output: ") + lines.error());
+    return isRight ? 0 : 1;
+}
+
+/// Packages go to standard output. Returns the exit status.
+static int print(Options const &options, Machine &machine, LineSender &lines, StopSignal const &stop, Console &console,
+                 QTextStream &messages)
+{
+    Host host(machine, lines, options.box);
+    auto const goesOnAfter = [&](Clock::time_point time) {
+        auto const rest = std::chrono::ceil<std::chrono::milliseconds>(time - Clock::now());
+        return !stop.arrivesWithin(rest) && lines.error().isEmpty();
+    };
+    bool const isRight = play(options, host, stop, goesOnAfter, messages);
+    if (!lines.error().isEmpty())
+        return fail(console, QStringLiteral("standard output: ") + lines.error());
+    if (int const lost = host.pendingEvents(); lost == 1)
+        messages << "stbhost: 1 low-priority event is lost: only an event of medium priority sends it" << Qt::endl;
+    else if (lost > 1)
+        messages << "stbhost: " << lost << " low-priority events are lost: only an event of medium priority sends them"
+                 << Qt::endl;
+    return isRight ? 0 : 1;
 }
 
 int main(int argc, char **argv)
@@ -41,75 +119,27 @@ int main(int argc, char **argv)
     QCoreApplication::setApplicationName(QStringLiteral("stbhost"));
     QCoreApplication::setApplicationVersion(QStringLiteral(STBHOST_VERSION));
 
-    QCommandLineOption const live(QStringLiteral("live"),
-                                  QStringLiteral("Report samples of this machine until SIGINT or SIGTERM."));
-    QCommandLineOption const interval(QStringLiteral("interval"),
-                                      QStringLiteral("Time between two samples, 10 unless given."),
-                                      QStringLiteral("seconds"), QStringLiteral("10"));
-    QCommandLineOption const count(QStringLiteral("count"), QStringLiteral("Stop after so many samples."),
-                                   QStringLiteral("samples"));
-    QCommandLineOption const quiet({QStringLiteral("q"), QStringLiteral("quiet")},
-                                   QStringLiteral("Keep the library's log, one line for each event, to itself."));
-
-    QCommandLineParser parser;
-    parser.setApplicationDescription(
-        QStringLiteral("Reports the events of scripts, or samples of this machine, as packages of JSON, one a line."));
-    parser.addOptions({live, interval, count, quiet});
-    parser.addHelpOption();
-    parser.addVersionOption();
-    parser.addPositionalArgument(QStringLiteral("script"),
-                                 QStringLiteral("Script with one event a line; standard input when none, or -."),
-                                 QStringLiteral("[script...]"));
-    parser.process(application);
-
-    QTextStream messages(stderr);
-    auto const fail = [&](QString const &reason) {
-        messages << "stbhost: " << reason << Qt::endl;
-        return 1;
-    };
-
-    QStringList scripts = parser.positionalArguments();
-    if (parser.isSet(live) && !scripts.isEmpty())
-        return fail(QStringLiteral("--live takes no scripts"));
-    if (!parser.isSet(live) && (parser.isSet(interval) || parser.isSet(count)))
-        return fail(QStringLiteral("--interval and --count need --live"));
-    if (scripts.isEmpty())
-        scripts.append(QStringLiteral("-"));
-
-    bool isNumber = false;
-    double const milliseconds = parser.value(interval).toDouble(&isNumber) * 1000;
-    // The timer counts milliseconds in an int.
-    if (!isNumber || !(milliseconds >= 1) || milliseconds > std::numeric_limits<int>::max())
-        return fail(QStringLiteral("--interval: expected a number of seconds from 0.001 to 2147483, got ")
-                    + parser.value(interval));
-    int const samples = parser.value(count).toInt(&isNumber);
-    if (parser.isSet(count) && (!isNumber || samples < 1))
-        return fail(QStringLiteral("--count: expected a number from 1, got ") + parser.value(count));
-
-    if (parser.isSet(quiet))
+    Console console;
+    QTextStream messages(&console);
+    Options options;
+    QString const problem = readOptions(options);
+    if (!problem.isEmpty())
+        return fail(console, problem);
+    // One line for each event does not go with a status.
+    if (options.isQuiet || options.delivery)
         QLoggingCategory::setFilterRules(QStringLiteral("stbanalytics.debug=false"));
 
     // A reader that goes away is to be told as an error of the output.
     std::signal(SIGPIPE, SIG_IGN);
+    StopSignal const stop;
     QFile output;
     if (!output.open(STDOUT_FILENO, QIODevice::WriteOnly | QIODevice::Unbuffered))
-        return fail(QStringLiteral("standard output: ") + output.errorString());
-
+        return fail(console, QStringLiteral("standard output: ") + output.errorString());
+    LineSender lines(output);
     Machine machine;
-    Host host(machine, output);
-    bool isRight = true;
-    if (parser.isSet(live))
-        reportLive(host, std::chrono::milliseconds(std::llround(milliseconds)),
-                   parser.isSet(count) ? std::optional(samples) : std::nullopt);
-    else
-        isRight = playScripts(scripts, host, messages);
+    if (!options.delivery)
+        return print(options, machine, lines, stop, console, messages);
 
-    if (!host.error().isEmpty())
-        return fail(QStringLiteral("standard output: ") + host.error());
-    if (int const lost = host.pendingEvents(); lost == 1)
-        messages << "stbhost: 1 low-priority event is lost: only an event of medium priority sends it" << Qt::endl;
-    else if (lost > 1)
-        messages << "stbhost: " << lost << " low-priority events are lost: only an event of medium priority sends them"
-                 << Qt::endl;
-    return isRight ? 0 : 1;
+    // At its own end Qt would wait for as long as the collector's name is being looked up.
+    _exit(deliver(options, machine, lines, stop, console, messages));
 }

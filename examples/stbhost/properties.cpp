@@ -1,6 +1,7 @@
 #include <stbhost/properties.h>
 
 #include <analytics/valuenames.h>
+#include <stbhost/eventnames.h>
 #include <stbhost/machine.h>
 #include <stbhost/payload.h>
 #include <stbhost/recordfields.h>
@@ -96,7 +97,8 @@ static QVariant timeZone(Machine &, AnalyticsEventData const &)
 
 static QVariant eventId(Machine &, AnalyticsEventData const &data)
 {
-    return data.value.value<Payload>().eventId.toString(QUuid::WithoutBraces);
+    // No other key tells those who receive it what it is.
+    return eventName(data.type) + QLatin1Char('/') + data.value.value<Payload>().eventId.toString(QUuid::WithoutBraces);
 }
 
 static QVariant eventVersion(Machine &, AnalyticsEventData const &)

@@ -1,5 +1,6 @@
 #include <stbhost/script.h>
 
+#include <stbhost/eventnames.h>
 #include <stbhost/host.h>
 #include <stbhost/jsonreader.h>
 #include <stbhost/properties.h>
@@ -24,39 +25,10 @@ struct ScriptEvent
 
 } // namespace
 
-/// The wire name of an event: its enumerator in lower-case words, with trick mode as one word.
-static QString eventName(EventType type)
-{
-    QString name;
-    QString const key = QString::fromLatin1(QMetaEnum::fromType<EventType>().valueToKey(static_cast<int>(type)));
-    for (QChar letter : key) {
-        if (letter.isUpper() && !name.isEmpty())
-            name += QLatin1Char('_');
-        name += letter.toLower();
-    }
-    return name.replace(QLatin1String("trick_mode"), QLatin1String("trickmode"));
-}
-
-static QHash<QString, EventType> eventTypesByName()
-{
-    QHash<QString, EventType> types;
-    auto const metaEnum = QMetaEnum::fromType<EventType>();
-    for (int i = 0; i < metaEnum.keyCount(); ++i) {
-        auto const type = static_cast<EventType>(metaEnum.value(i));
-        if (type != EventType::Invalid)
-            types.insert(eventName(type), type);
-    }
-    return types;
-}
-
 static QString readType(QJsonValue const &json, ScriptEvent &event)
 {
-    static QHash<QString, EventType> const types = eventTypesByName();
-    auto const it = types.constFind(json.toString());
-    if (it == types.cend())
-        return expected(QStringLiteral("the name of an event"), json);
-    event.type = *it;
-    return {};
+    event.type = eventOfName(json.toString());
+    return event.type ? QString() : expected(QStringLiteral("the name of an event"), json);
 }
 
 static QString readPriority(QJsonValue const &json, ScriptEvent &event)
@@ -125,7 +97,8 @@ static QString readLine(QByteArray const &line, ScriptEvent &event)
     return {};
 }
 
-bool playScript(QIODevice &script, QString const &name, Host &host, QTextStream &messages)
+bool playScript(QIODevice &script, QString const &name, Host &host, std::function<bool()> const &goesOn,
+                QTextStream &messages)
 {
     bool isRight = true;
     int lineNumber = 0;
@@ -135,7 +108,11 @@ bool playScript(QIODevice &script, QString const &name, Host &host, QTextStream 
         isRight = false;
     };
 
-    for (QByteArray line = script.readLine(); !line.isEmpty() && host.error().isEmpty(); line = script.readLine()) {
+    bool isOver = false;
+    while (!isOver) {
+        QByteArray const line = script.readLine();
+        if (line.isEmpty())
+            break;
         ++lineNumber;
         if (line.trimmed().isEmpty())
             continue;
@@ -154,6 +131,7 @@ bool playScript(QIODevice &script, QString const &name, Host &host, QTextStream 
                 = QString::fromLatin1(QMetaEnum::fromType<Property>().valueToKey(static_cast<int>(property)));
             complain(QStringLiteral("values.%1: not carried by %2, left out").arg(key, eventName(*event.type)));
         }
+        isOver = !goesOn();
     }
     return isRight;
 }

@@ -4,6 +4,8 @@
 #include <QtCore/QString>
 #include <QtCore/QTextStream>
 
+#include <functional>
+
 namespace stbhost {
 
 class Host;
@@ -18,10 +20,12 @@ class Host;
  *
  * @param script the script, open
  * @param name what to call it in messages
- * @param host reports the events; a failure of its output ends the script
+ * @param host reports the events
+ * @param goesOn asked after each event; the script ends when it says no
  * @param messages takes a line of the form `name:line: reason` for each line that is wrong
  * @return whether all lines were right
  */
-bool playScript(QIODevice &script, QString const &name, Host &host, QTextStream &messages);
+bool playScript(QIODevice &script, QString const &name, Host &host, std::function<bool()> const &goesOn,
+                QTextStream &messages);
 
 } // namespace stbhost

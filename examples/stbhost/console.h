@@ -1,0 +1,36 @@
+#pragma once
+
+#include <QtCore/QIODevice>
+#include <QtCore/QMutex>
+
+namespace stbhost {
+
+/// Standard error with lines, and on a terminal, below them, one that says how far things are.
+class Console : public QIODevice
+{
+public:
+    Console();
+
+    /// Removes the status.
+    ~Console() override;
+
+    /// Whether it shows a status.
+    bool isTerminal() const;
+
+    /// Writes a line; from any thread.
+    void line(QString const &text);
+
+    /// Shows the status in place of the one before, as much of it as fits; empty for none.
+    void setStatus(QString const &text);
+
+protected:
+    qint64 readData(char *data, qint64 size) override;
+    qint64 writeData(char const *data, qint64 size) override;
+
+private:
+    QMutex m_mutex;
+    QByteArray m_status;
+    bool const m_isTerminal;
+};
+
+} // namespace stbhost

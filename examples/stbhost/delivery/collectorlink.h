@@ -1,0 +1,63 @@
+#pragma once
+
+#include <QtCore/QUrl>
+#include <QtNetwork/QNetworkAccessManager>
+#include <QtNetwork/QSslError>
+
+#include <chrono>
+#include <functional>
+
+QT_BEGIN_NAMESPACE
+class QNetworkReply;
+QT_END_NAMESPACE
+
+namespace stbhost {
+
+/// What became of a request.
+struct Answer
+{
+    enum Kind {
+        Delivered, ///< The collector has it.
+        Refused, ///< It will never take it.
+        TooLarge, ///< It takes smaller ones.
+        NotThere, ///< What answers takes no packages from this box at all.
+        Unavailable, ///< It is away, or busy: to be tried again.
+        Misconfigured, ///< What is at the other end is not to be trusted.
+    };
+
+    Kind kind = Unavailable;
+    QString reason; ///< Why it was not delivered, in one line.
+    std::chrono::milliseconds retryAfter{}; ///< How long the collector wants to be left alone.
+};
+
+/// Posts JSON to the collector, one request after the other. Lives on the thread that makes it, which has an event
+/// loop.
+class CollectorLink
+{
+public:
+    struct Options
+    {
+        QUrl url; ///< With http or https, and a host.
+        QString caFile; ///< Certificates in PEM to be trusted besides the system's; may be empty.
+        bool isCompressed = false; ///< Whether requests are sent in gzip's form.
+        std::chrono::milliseconds timeout = std::chrono::seconds(30); ///< Without any progress.
+    };
+
+    /// Returns what is wrong with the options; an empty string when nothing is.
+    static QString problemOf(Options const &options);
+
+    explicit CollectorLink(Options const &options);
+
+    /// Sends a request. The answer comes later, by the event loop; none does when the link goes away before.
+    void post(QByteArray const &json, std::function<void(Answer const &)> answered);
+
+private:
+    Answer answerOf(QNetworkReply &reply) const;
+
+    Options m_options;
+    QNetworkRequest m_request;
+    QList<QSslError> m_sslErrors;
+    QNetworkAccessManager m_network;
+};
+
+} // namespace stbhost

@@ -1,0 +1,144 @@
+#include <stbhost/session.h>
+
+#include <stbhost/console.h>
+#include <stbhost/host.h>
+#include <stbhost/stopsignal.h>
+
+#include <QtCore/QDateTime>
+#include <QtCore/QRandomGenerator>
+
+#include <algorithm>
+
+namespace stbhost {
+
+using namespace analytics;
+using namespace std::chrono_literals;
+using Clock = std::chrono::steady_clock;
+
+/// How often the host looks after delivery.
+static constexpr auto lookInterval = 100ms;
+
+/// How often it says how far it is, where there is no terminal.
+static constexpr auto lineInterval = 10s;
+
+Session::Session(Host &host, DeliverySender &sender, Options const &options, StopSignal const &stop, Console &console)
+    : m_host(host)
+    , m_sender(sender)
+    , m_options(options)
+    , m_stop(stop)
+    , m_console(console)
+    // Boxes that a power cut has started together are not to flush together for ever.
+    , m_nextFlush(Clock::now()
+                  + std::chrono::milliseconds(QRandomGenerator::system()->bounded(qint64(options.flush.count()))))
+    , m_nextLine(Clock::now() + lineInterval)
+{
+}
+
+bool Session::goesOnAfter(Clock::time_point time)
+{
+    do {
+        look();
+        auto const rest = std::max(Clock::duration::zero(), time - Clock::now());
+        m_isStopped = m_isStopped
+            || m_stop.arrivesWithin(
+                std::chrono::ceil<std::chrono::milliseconds>(std::min<Clock::duration>(rest, lookInterval)));
+    } while (!m_isStopped && m_sender.state().misconfiguration.isEmpty() && Clock::now() < time);
+    return !m_isStopped && m_sender.state().misconfiguration.isEmpty();
+}
+
+/// Does what is due.
+void Session::look()
+{
+    if (Clock::now() >= m_nextFlush) {
+        flush();
+        m_nextFlush = Clock::now() + m_options.flush;
+    }
+    showProgress(m_sender.state());
+}
+
+/// Takes along what waits in the library.
+void Session::flush()
+{
+    reportLosses(m_sender.state());
+    if (m_host.pendingEvents() > 0)
+        m_host.report(EventType::SystemStatus, EventPriority::Medium,
+                      std::chrono::milliseconds(QDateTime::currentMSecsSinceEpoch()), {});
+}
+
+void Session::reportLosses(DeliveryState const &state)
+{
+    if (state.losses.total() == m_reportedLosses && state.losses.refused == m_reportedRefusals)
+        return;
+    // A full spool gives up a package for the report: one is enough until the collector has taken something.
+    if (state.sent == m_sentAtReport)
+        return;
+    m_sentAtReport = state.sent;
+    m_reportedLosses = state.losses.total();
+    m_reportedRefusals = state.losses.refused;
+    QVariantMap const details{{QStringLiteral("lost_to_quota"), state.losses.quota},
+                              {QStringLiteral("lost_to_age"), state.losses.age},
+                              {QStringLiteral("lost_to_damage"), state.losses.damage},
+                              {QStringLiteral("refused"), state.losses.refused}};
+    m_host.report(EventType::KivoError, EventPriority::Medium,
+                  std::chrono::milliseconds(QDateTime::currentMSecsSinceEpoch()),
+                  {{Property::KivoModuleName, QStringLiteral("delivery")},
+                   {Property::ErrorReason, QStringLiteral("packages_lost")},
+                   {Property::ErrorDetails, details}});
+}
+
+QString Session::finish()
+{
+    flush();
+    auto const end = Clock::now() + m_options.linger;
+    DeliveryState state = m_sender.state();
+    // Another signal is from someone who does not want to wait. No use in waiting for an attempt that comes too late.
+    while (state.pending > 0 && state.misconfiguration.isEmpty() && Clock::now() < end
+           && (!state.nextAttempt || *state.nextAttempt < end) && !m_stop.arrivesWithin(20ms)) {
+        showProgress(state);
+        state = m_sender.state();
+    }
+    m_sender.stop();
+
+    state = m_sender.state();
+    m_console.setStatus({});
+    if (!m_options.isQuiet)
+        m_console.line(QStringLiteral("stbhost: ") + summary(state));
+    if (!state.misconfiguration.isEmpty())
+        return QStringLiteral("%1: %2").arg(m_options.delivery->link.url.toString(QUrl::RemovePassword),
+                                            state.misconfiguration);
+    if (state.unsaved > 0)
+        return QStringLiteral("%1 packages are lost: the spool cannot be written").arg(state.unsaved);
+    return {};
+}
+
+QString Session::summary(DeliveryState const &state) const
+{
+    return QStringLiteral("%1 events, %2 packages: %3 sent, %4 pending, %5 refused, %6 lost; %7 attempts failed")
+        .arg(m_host.events())
+        .arg(state.taken)
+        .arg(state.sent)
+        .arg(state.pending)
+        .arg(state.refused)
+        .arg(state.losses.total())
+        .arg(state.failedAttempts);
+}
+
+void Session::showProgress(DeliveryState const &state)
+{
+    if (m_options.isQuiet)
+        return;
+    QString text = summary(state);
+    if (state.nextAttempt)
+        text += QStringLiteral("; next in %1 s")
+                    .arg(std::chrono::ceil<std::chrono::seconds>(*state.nextAttempt - Clock::now()).count());
+    if (!state.failure.isEmpty())
+        text += QLatin1String(": ") + state.failure;
+    if (m_console.isTerminal()) {
+        m_console.setStatus(text);
+    } else if (Clock::now() >= m_nextLine) {
+        m_console.line(text);
+        m_nextLine = Clock::now() + lineInterval;
+    }
+}
+
+} // namespace stbhost

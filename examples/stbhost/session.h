@@ -1,0 +1,54 @@
+#pragma once
+
+#include <stbhost/delivery/deliverysender.h>
+#include <stbhost/options.h>
+
+#include <QtCore/QString>
+
+#include <chrono>
+
+namespace stbhost {
+
+class Console;
+class Host;
+class StopSignal;
+
+/**
+ * @brief What a host that delivers does between its events.
+ *
+ * Low-priority events wait in the library until one of medium priority comes: the host reports its status for that at
+ * intervals, and at the end. What the spool had to drop is reported the same way, as an error of the module
+ * "delivery" with the sums since the spool was made.
+ */
+class Session
+{
+public:
+    Session(Host &host, DeliverySender &sender, Options const &options, StopSignal const &stop, Console &console);
+
+    /// Does what is due until then. Returns whether the host is to go on.
+    bool goesOnAfter(std::chrono::steady_clock::time_point time);
+
+    /// Sends or spools everything. Returns why that was not possible; an empty string when it was.
+    QString finish();
+
+private:
+    void look();
+    void flush();
+    void reportLosses(DeliveryState const &state);
+    QString summary(DeliveryState const &state) const;
+    void showProgress(DeliveryState const &state);
+
+    Host &m_host;
+    DeliverySender &m_sender;
+    Options const &m_options;
+    StopSignal const &m_stop;
+    Console &m_console;
+    std::chrono::steady_clock::time_point m_nextFlush;
+    std::chrono::steady_clock::time_point m_nextLine;
+    qint64 m_reportedLosses = 0;
+    qint64 m_reportedRefusals = 0;
+    qint64 m_sentAtReport = -1;
+    bool m_isStopped = false;
+};
+
+} // namespace stbhost

@@ -1,0 +1,1480 @@
+#include <stbhost/delivery/spool.h>
+
+#include <QtCore/QFile>
+#include <QtCore/QMap>
+#include <QtCore/QRegularExpression>
+#include <QtCore/QSet>
+#include <QtCore/QTemporaryDir>
+#include <QtCore/QtEndian>
+#include <QtTest/QTest>
+
+#include <algorithm>
+#include <csignal>
+#include <ctime>
+#include <memory>
+#include <random>
+
+#include <sys/resource.h>
+#include <sys/syscall.h>
+#include <unistd.h>
+
+using namespace stbhost;
+
+/// What the two clocks show that the spool looks at.
+static qint64 wallTime = 1'700'000'000;
+static qint64 sinceBoot = 50;
+
+// Takes the place of the C library's own in this program.
+extern "C" int clock_gettime(clockid_t clock, timespec *time) noexcept
+{
+    if (clock != CLOCK_REALTIME && clock != CLOCK_BOOTTIME)
+        return static_cast<int>(syscall(SYS_clock_gettime, clock, time));
+    *time = {};
+    time->tv_sec = static_cast<time_t>(clock == CLOCK_REALTIME ? wallTime : sinceBoot);
+    return 0;
+}
+
+// Nobody pulls the plug here, so nobody has to wait for the disk.
+extern "C" int fsync(int)
+{
+    return 0;
+}
+
+extern "C" int fdatasync(int)
+{
+    return 0;
+}
+
+/// The files of a spool, as they are on the disk.
+struct Image
+{
+    QByteArray database;
+    QByteArray log;
+};
+
+static constexpr int pageSize = 4096;
+static constexpr int everything = 100'000'000;
+
+static QByteArray read(QString const &path)
+{
+    QFile file(path);
+    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
+}
+
+static void write(QString const &path, QByteArray const &bytes)
+{
+    QFile file(path);
+    if (!file.open(QIODevice::WriteOnly) || file.write(bytes) != bytes.size())
+        qFatal("%s: %s", qPrintable(path), qPrintable(file.errorString()));
+}
+
+static QString databaseOf(QString const &folder)
+{
+    return folder + QLatin1String("/spool.db");
+}
+
+static QString damagedOf(QString const &folder)
+{
+    return databaseOf(folder) + QLatin1String(".damaged");
+}
+
+static Image imageOf(QString const &folder)
+{
+    return {read(databaseOf(folder)), read(databaseOf(folder) + QLatin1String("-wal"))};
+}
+
+static void writeImage(QString const &folder, Image const &image)
+{
+    write(databaseOf(folder), image.database);
+    QString const log = databaseOf(folder) + QLatin1String("-wal");
+    QFile::remove(log);
+    if (!image.log.isEmpty())
+        write(log, image.log);
+}
+
+/// Runs SQL on a spool that no one has open, and returns the first column of its first row.
+static QByteArray sql(QString const &path, QByteArray const &text)
+{
+    Database database;
+    if (!database.open(path))
+        qFatal("%s: %s", qPrintable(path), qPrintable(database.error()));
+    Statement statement(database, text.constData());
+    QByteArray const result = statement.next() ? statement.bytes(0) : QByteArray();
+    if (statement.hasFailed())
+        qFatal("%s: %s", text.constData(), qPrintable(database.error()));
+    return result;
+}
+
+static QList<QByteArray> bodiesOf(QList<Package> const &packages)
+{
+    QList<QByteArray> bodies;
+    for (Package const &package : packages)
+        bodies.append(package.body);
+    return bodies;
+}
+
+static QList<QByteArray> keysOf(QList<Package> const &packages)
+{
+    QList<QByteArray> keys;
+    for (Package const &package : packages)
+        keys.append(package.key);
+    return keys;
+}
+
+/// Everything that a spool has to send, in the order in which it sends it.
+static QList<Package> delivered(Spool &spool)
+{
+    QList<Package> packages;
+    while (!spool.take(everything, everything).isEmpty()) {
+        packages += spool.taken();
+        spool.delivered();
+        if (packages.size() > everything)
+            qFatal("the spool gives without end");
+    }
+    return packages;
+}
+
+class tst_Spool : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void init();
+
+    void order_data();
+    void order();
+    void limitsOfTaking_data();
+    void limitsOfTaking();
+    void givenBack();
+    void reopened();
+    void deliveredIsGone();
+    void refusedIsSetAside();
+
+    void quota_data();
+    void quota();
+    void quotaSparesWhatIsTaken();
+    void tooLargeForTheQuota();
+    void countsDropped();
+    void age();
+    void ageSparesWhatIsTaken();
+    void ageWhileOff_data();
+    void ageWhileOff();
+    void clock_data();
+    void clock();
+    void clockGoesOn();
+
+    void oneHostPerFolder();
+    void unusableFolder_data();
+    void unusableFolder();
+    void diskFull();
+    void diskFullWhileSending();
+    void memoryLimit();
+    void firstVersion();
+
+    void brokenPage_data();
+    void brokenPage();
+    void brokenPages();
+    void changedFirstPage();
+    void changedLetter_data();
+    void changedLetter();
+    void changedClass_data();
+    void changedClass();
+    void changedState_data();
+    void changedState();
+    void brokenWhileInUse_data();
+    void brokenWhileInUse();
+    void notASpool_data();
+    void notASpool();
+    void interruptedRescue_data();
+    void interruptedRescue();
+    void damageByChance();
+
+private:
+    QString folder() const { return m_directory->path(); }
+
+    void keep(Image const &image);
+    void compareWithOriginals(QList<Package> const &packages) const;
+    void goesOn(std::unique_ptr<Spool> spool) const;
+    QString noticeOf(qint64 rescued, qint64 lost) const;
+
+    std::unique_ptr<QTemporaryDir> m_directory;
+};
+
+void tst_Spool::init()
+{
+    wallTime = 1'700'000'000;
+    sinceBoot = 50;
+    m_directory = std::make_unique<QTemporaryDir>();
+    QVERIFY(m_directory->isValid());
+}
+
+/// Adds packages, each a word that begins with h where its priority is high. Further letters tell what is done at once
+/// with a package: after "!" it is refused.
+static void addWords(Spool &spool, QByteArray const &words)
+{
+    for (QByteArray const &word : words.split(' ')) {
+        bool const isRefused = word.endsWith('!');
+        QByteArray body = word.left(word.size() - (isRefused ? 1 : 0));
+        // Each takes 250 bytes of the quota, 200 of which are for its row.
+        body = body.leftJustified(50, '.');
+        spool.add(body, word.startsWith('h'));
+        if (isRefused) {
+            spool.take(everything, 1);
+            spool.refused(QStringLiteral("why not"));
+        }
+    }
+}
+
+static QByteArray wordsOf(QList<Package> const &packages)
+{
+    QList<QByteArray> words;
+    for (Package const &package : packages)
+        words.append(package.body.left(package.body.indexOf('.')));
+    return words.join(' ');
+}
+
+void tst_Spool::order_data()
+{
+    QTest::addColumn<QByteArray>("saved");
+    QTest::addColumn<QByteArray>("unsaved");
+    QTest::addColumn<bool>("isReopened");
+
+    QTest::newRow("in memory") << QByteArray() << QByteArray("n1 h2 n3 h4 n5") << false;
+    QTest::newRow("on disk") << QByteArray("n1 h2 n3 h4 n5") << QByteArray() << false;
+    QTest::newRow("reopened") << QByteArray("n1 h2 n3 h4 n5") << QByteArray() << true;
+    QTest::newRow("half of it") << QByteArray("n1 h2 n3") << QByteArray("h4 n5") << false;
+    QTest::newRow("high in memory") << QByteArray("n1") << QByteArray("h2 n3 h4 n5") << false;
+}
+
+void tst_Spool::order()
+{
+    QFETCH(QByteArray, saved);
+    QFETCH(QByteArray, unsaved);
+    QFETCH(bool, isReopened);
+
+    auto spool = std::make_unique<Spool>(Spool::Limits());
+    QCOMPARE(spool->open(folder()), QString());
+    QCOMPARE(spool->pending(), 0);
+    QVERIFY(spool->take(everything, everything).isEmpty());
+    if (!saved.isEmpty())
+        addWords(*spool, saved);
+    QVERIFY(spool->save());
+    if (!unsaved.isEmpty())
+        addWords(*spool, unsaved);
+    if (isReopened) {
+        spool.reset();
+        spool = std::make_unique<Spool>(Spool::Limits());
+        QCOMPARE(spool->open(folder()), QString());
+    }
+
+    qint64 pending = 5;
+    for (QByteArray const &words : {QByteArray("h2"), QByteArray("h4"), QByteArray("n1 n3 n5"), QByteArray()}) {
+        QCOMPARE(spool->pending(), pending);
+        QCOMPARE(wordsOf(spool->take(everything, everything)), words);
+        QCOMPARE(wordsOf(spool->taken()), words);
+        // It waits until it is delivered.
+        QCOMPARE(spool->pending(), pending);
+        pending -= spool->taken().size();
+        spool->delivered();
+    }
+    QCOMPARE(spool->pending(), 0);
+    QCOMPARE(spool->losses().total(), 0);
+}
+
+void tst_Spool::limitsOfTaking_data()
+{
+    QTest::addColumn<qint64>("bytes");
+    QTest::addColumn<int>("count");
+    QTest::addColumn<QByteArray>("words");
+
+    // clang-format off
+    QTest::newRow("all")                  << qint64(150) << 3 << QByteArray("n1 n2 n3");
+    QTest::newRow("a byte too few")       << qint64(149) << 3 << QByteArray("n1 n2");
+    QTest::newRow("two")                  << qint64(100) << 3 << QByteArray("n1 n2");
+    QTest::newRow("a byte too few, two")  << qint64(99)  << 3 << QByteArray("n1");
+    QTest::newRow("one larger than that") << qint64(1)   << 3 << QByteArray("n1");
+    QTest::newRow("so many")              << qint64(150) << 2 << QByteArray("n1 n2");
+    QTest::newRow("one by one")           << qint64(150) << 1 << QByteArray("n1");
+    // clang-format on
+}
+
+void tst_Spool::limitsOfTaking()
+{
+    QFETCH(qint64, bytes);
+    QFETCH(int, count);
+    QFETCH(QByteArray, words);
+
+    for (int saved = 0; saved <= 3; ++saved) {
+        QTemporaryDir directory;
+        Spool spool({});
+        QCOMPARE(spool.open(directory.path()), QString());
+        for (int i = 0; i < 3; ++i) {
+            if (i == saved)
+                QVERIFY(spool.save());
+            addWords(spool, QByteArray("n") + char('1' + i));
+        }
+        if (saved == 3)
+            QVERIFY(spool.save());
+        QCOMPARE(wordsOf(spool.take(bytes, count)), words);
+    }
+}
+
+void tst_Spool::givenBack()
+{
+    Spool spool({});
+    QCOMPARE(spool.open(folder()), QString());
+    addWords(spool, "n1 n2");
+    QVERIFY(spool.save());
+    addWords(spool, "n3");
+
+    QList<Package> const packages = spool.take(everything, everything);
+    QCOMPARE(wordsOf(packages), QByteArray("n1 n2 n3"));
+    spool.giveBack();
+    QVERIFY(spool.taken().isEmpty());
+    QCOMPARE(spool.pending(), 3);
+    QVERIFY(spool.save());
+    QCOMPARE(keysOf(spool.take(everything, everything)), keysOf(packages));
+}
+
+void tst_Spool::reopened()
+{
+    // Whatever the bytes are: they are not the spool's business.
+    QByteArray allBytes;
+    for (int byte = 0; byte < 256; ++byte)
+        allBytes += static_cast<char>(byte);
+    QList<QByteArray> const bodies
+        = {allBytes, "{\"events\":[{\"san\":\"\xC3\xA9\"}]}", QByteArray(100'000, 'x'), allBytes};
+    QList<QByteArray> keys;
+    {
+        Spool spool({});
+        QCOMPARE(spool.open(folder()), QString());
+        for (QByteArray const &body : bodies)
+            spool.add(body, false);
+        QVERIFY(spool.save());
+        QVERIFY(spool.unsaved().empty());
+        keys = keysOf(spool.take(everything, everything));
+    }
+    QRegularExpression const uuid(
+        QStringLiteral("^[0-9a-f]{8}-[0-9a-f]{4}-4[0-9a-f]{3}-[89ab][0-9a-f]{3}-[0-9a-f]{12}$"));
+    for (QByteArray const &key : std::as_const(keys))
+        QVERIFY2(uuid.match(QString::fromLatin1(key)).hasMatch(), key.constData());
+    QCOMPARE(QSet<QByteArray>(keys.begin(), keys.end()).size(), 4);
+
+    for (int i = 0; i < 2; ++i) {
+        Spool spool({});
+        QCOMPARE(spool.open(folder()), QString());
+        QCOMPARE(spool.takeNotice(), QString());
+        QCOMPARE(spool.pending(), 4);
+        QCOMPARE(bodiesOf(spool.take(everything, everything)), bodies);
+        QCOMPARE(keysOf(spool.taken()), keys);
+    }
+}
+
+void tst_Spool::deliveredIsGone()
+{
+    Image sentButNotSaved;
+    QByteArray key;
+    {
+        Spool spool({});
+        QCOMPARE(spool.open(folder()), QString());
+        addWords(spool, "n1 n2 n3");
+        QVERIFY(spool.save());
+        key = spool.take(everything, 1).first().key;
+        spool.delivered();
+        QCOMPARE(spool.pending(), 2);
+        sentButNotSaved = imageOf(folder());
+
+        // Not sent again, though the disk still has it.
+        QCOMPARE(wordsOf(spool.take(everything, 1)), QByteArray("n2"));
+        spool.delivered();
+        QVERIFY(spool.save());
+        QCOMPARE(spool.pending(), 1);
+    }
+    {
+        Spool spool({});
+        QCOMPARE(spool.open(folder()), QString());
+        QCOMPARE(spool.pending(), 1);
+        QCOMPARE(wordsOf(delivered(spool)), QByteArray("n3"));
+    }
+
+    // After a power-off it goes out again, and the collector knows it by its key.
+    writeImage(folder(), sentButNotSaved);
+    Spool spool({});
+    QCOMPARE(spool.open(folder()), QString());
+    QCOMPARE(spool.pending(), 3);
+    QCOMPARE(spool.take(everything, 1).first().key, key);
+}
+
+void tst_Spool::refusedIsSetAside()
+{
+    {
+        Spool spool({});
+        QCOMPARE(spool.open(folder()), QString());
+        addWords(spool, "n1");
+        QVERIFY(spool.save());
+        addWords(spool, "n2 n3");
+        spool.take(everything, 2);
+        spool.refused(QStringLiteral("HTTP 422 näh"));
+        QCOMPARE(spool.refusedCount(), 2);
+        QCOMPARE(spool.pending(), 1);
+        QCOMPARE(wordsOf(spool.take(everything, everything)), QByteArray("n3"));
+        spool.giveBack();
+        QVERIFY(spool.save());
+        QCOMPARE(spool.refusedCount(), 2);
+        QCOMPARE(spool.pending(), 1);
+    }
+    {
+        Spool spool({});
+        QCOMPARE(spool.open(folder()), QString());
+        QCOMPARE(spool.refusedCount(), 2);
+        QCOMPARE(spool.pending(), 1);
+        QCOMPARE(wordsOf(delivered(spool)), QByteArray("n3"));
+        QCOMPARE(spool.losses().total(), 0);
+    }
+    QCOMPARE(sql(databaseOf(folder()),
+                 "SELECT group_concat(rtrim(body, '.') || ': ' || reason) FROM package WHERE class = 0"),
+             QByteArray("n1: HTTP 422 n\xC3\xA4h,n2: HTTP 422 n\xC3\xA4h"));
+}
+
+void tst_Spool::quota_data()
+{
+    QTest::addColumn<QByteArray>("added");
+    QTest::addColumn<QByteArray>("left");
+    QTest::addColumn<int>("refused");
+    QTest::addColumn<int>("lost");
+
+    // clang-format off
+    QTest::newRow("full")                  << QByteArray("n1 n2 n3 n4")       << QByteArray("n1 n2 n3 n4") << 0 << 0;
+    QTest::newRow("oldest first")          << QByteArray("n1 n2 n3 n4 n5 n6") << QByteArray("n3 n4 n5 n6") << 0 << 2;
+    QTest::newRow("normal before high")    << QByteArray("h1 n2 h3 n4 h5 n6") << QByteArray("h1 h3 h5 n6") << 0 << 2;
+    QTest::newRow("the new one")           << QByteArray("h1 h2 h3 h4 n5")    << QByteArray("h1 h2 h3 h4") << 0 << 1;
+    QTest::newRow("high last")             << QByteArray("h1 h2 h3 h4 h5")    << QByteArray("h2 h3 h4 h5") << 0 << 1;
+    QTest::newRow("refused before normal") << QByteArray("n1 n2! n3 n4 n5")   << QByteArray("n2 n3 n4 n5") << 0 << 0;
+    QTest::newRow("refused, high")         << QByteArray("h1! n2 n3 n4 n5")   << QByteArray("n2 n3 n4 n5") << 0 << 0;
+    QTest::newRow("oldest refused first")  << QByteArray("n1! n2! n3 n4 n5")  << QByteArray("n3 n4 n5")    << 1 << 0;
+    // clang-format on
+}
+
+void tst_Spool::quota()
+{
+    QFETCH(QByteArray, added);
+    QFETCH(QByteArray, left);
+    QFETCH(int, refused);
+    QFETCH(int, lost);
+
+    // All at once, or one after the other, makes no difference.
+    for (bool isSavedOneByOne : {false, true}) {
+        QTemporaryDir directory;
+        {
+            Spool spool({1000, std::chrono::hours(1)});
+            QCOMPARE(spool.open(directory.path()), QString());
+            for (QByteArray const &word : added.split(' ')) {
+                addWords(spool, word);
+                if (isSavedOneByOne)
+                    QVERIFY(spool.save());
+            }
+            QVERIFY(spool.save());
+            QCOMPARE(spool.pending(), left.count(' ') + 1);
+            QCOMPARE(spool.refusedCount(), refused);
+            QCOMPARE(spool.losses().quota, lost);
+        }
+        Spool spool({1000, std::chrono::hours(1)});
+        QCOMPARE(spool.open(directory.path()), QString());
+        QCOMPARE(spool.pending(), left.count(' ') + 1);
+        QCOMPARE(spool.refusedCount(), refused);
+        QCOMPARE(spool.losses().quota, lost);
+        QCOMPARE(spool.losses().total(), lost);
+        QCOMPARE(spool.losses().refused, added.count('!'));
+        QCOMPARE(wordsOf(delivered(spool)), left);
+    }
+}
+
+void tst_Spool::quotaSparesWhatIsTaken()
+{
+    Spool spool({1000, std::chrono::hours(1)});
+    QCOMPARE(spool.open(folder()), QString());
+    addWords(spool, "n1 n2 n3 n4");
+    QVERIFY(spool.save());
+    QCOMPARE(wordsOf(spool.take(everything, 2)), QByteArray("n1 n2"));
+    addWords(spool, "n5");
+    QVERIFY(spool.save());
+    QCOMPARE(spool.losses().quota, 1);
+    QCOMPARE(wordsOf(spool.taken()), QByteArray("n1 n2"));
+    spool.giveBack();
+    QCOMPARE(wordsOf(delivered(spool)), QByteArray("n1 n2 n4 n5"));
+}
+
+void tst_Spool::tooLargeForTheQuota()
+{
+    {
+        Spool spool({1000, std::chrono::hours(1)});
+        QCOMPARE(spool.open(folder()), QString());
+        addWords(spool, "n1");
+        spool.add(QByteArray(801, 'x'), true);
+        QCOMPARE(spool.pending(), 1);
+        QVERIFY(spool.save());
+        QCOMPARE(spool.losses().quota, 1);
+        // One that fits makes room for itself.
+        spool.add(QByteArray(800, 'y'), true);
+        QVERIFY(spool.save());
+    }
+    Spool spool({1000, std::chrono::hours(1)});
+    QCOMPARE(spool.open(folder()), QString());
+    QCOMPARE(spool.losses().quota, 2);
+    QCOMPARE(bodiesOf(delivered(spool)), QList<QByteArray>({QByteArray(800, 'y')}));
+}
+
+void tst_Spool::countsDropped()
+{
+    {
+        Spool spool({});
+        QCOMPARE(spool.open(folder()), QString());
+        spool.countDropped(3);
+        spool.countDropped(0);
+        QCOMPARE(spool.losses().quota, 3);
+        QVERIFY(spool.save());
+    }
+    Spool spool({});
+    QCOMPARE(spool.open(folder()), QString());
+    QCOMPARE(spool.losses().quota, 3);
+    QCOMPARE(spool.losses().total(), 3);
+}
+
+void tst_Spool::age()
+{
+    {
+        Spool spool({20'000'000, std::chrono::seconds(100)});
+        QCOMPARE(spool.open(folder()), QString());
+        addWords(spool, "n1 h2 n3!");
+        QVERIFY(spool.save());
+        sinceBoot += 60;
+        addWords(spool, "n4");
+        QVERIFY(spool.save());
+        sinceBoot += 40;
+        addWords(spool, "n5");
+        QVERIFY(spool.save());
+        QCOMPARE(spool.pending(), 4);
+        QCOMPARE(spool.losses().age, 0);
+        sinceBoot += 1;
+        QVERIFY(spool.save());
+        QCOMPARE(spool.pending(), 2);
+        QCOMPARE(spool.refusedCount(), 0);
+        QCOMPARE(spool.losses().age, 2);
+        QCOMPARE(spool.losses().refused, 1);
+        // What the wall clock shows meanwhile is of no interest.
+        wallTime += 1'000'000;
+        QVERIFY(spool.save());
+        QCOMPARE(wordsOf(spool.take(everything, everything)), QByteArray("n4 n5"));
+    }
+    wallTime = 0;
+    Spool spool({20'000'000, std::chrono::seconds(100)});
+    QCOMPARE(spool.open(folder()), QString());
+    QCOMPARE(spool.losses().age, 2);
+    QCOMPARE(spool.losses().total(), 2);
+    QCOMPARE(wordsOf(delivered(spool)), QByteArray("n4 n5"));
+}
+
+void tst_Spool::ageSparesWhatIsTaken()
+{
+    Spool spool({20'000'000, std::chrono::seconds(100)});
+    QCOMPARE(spool.open(folder()), QString());
+    addWords(spool, "n1 n2");
+    QVERIFY(spool.save());
+    QCOMPARE(wordsOf(spool.take(everything, 1)), QByteArray("n1"));
+    sinceBoot += 101;
+    QVERIFY(spool.save());
+    QCOMPARE(wordsOf(spool.taken()), QByteArray("n1"));
+    QCOMPARE(spool.pending(), 1);
+    QCOMPARE(spool.losses().age, 1);
+    spool.giveBack();
+    QVERIFY(spool.save());
+    QCOMPARE(spool.pending(), 0);
+    QCOMPARE(spool.losses().age, 2);
+}
+
+void tst_Spool::ageWhileOff_data()
+{
+    QTest::addColumn<qint64>("off");
+    QTest::addColumn<int>("lost");
+
+    QTest::newRow("not too long") << qint64(100) << 0;
+    QTest::newRow("too long") << qint64(101) << 2;
+}
+
+void tst_Spool::ageWhileOff()
+{
+    QFETCH(qint64, off);
+    QFETCH(int, lost);
+
+    Spool::Limits const limits{20'000'000, std::chrono::seconds(100)};
+    {
+        Spool spool(limits);
+        QCOMPARE(spool.open(folder()), QString());
+        addWords(spool, "n1 h2");
+        QVERIFY(spool.save());
+    }
+    wallTime += off;
+    sinceBoot = 3;
+    Spool spool(limits);
+    QCOMPARE(spool.open(folder()), QString());
+    QCOMPARE(spool.losses().age, lost);
+    QCOMPARE(spool.pending(), 2 - lost);
+    QCOMPARE(delivered(spool).size(), 2 - lost);
+}
+
+void tst_Spool::clock_data()
+{
+    QTest::addColumn<qint64>("wallTimeThen");
+    QTest::addColumn<qint64>("wallTimeNow");
+    QTest::addColumn<qint64>("now");
+
+    // clang-format off
+    QTest::newRow("at once")                 << qint64(1'700'000'000) << qint64(1'700'000'000) << qint64(1000);
+    QTest::newRow("later")                   << qint64(1'700'000'000) << qint64(1'700'000'500) << qint64(1500);
+    QTest::newRow("gone backwards")          << qint64(1'700'000'000) << qint64(1'699'999'000) << qint64(1000);
+    QTest::newRow("not set now")             << qint64(1'700'000'000) << qint64(20)            << qint64(1000);
+    QTest::newRow("not set then")            << qint64(20)            << qint64(1'700'000'000) << qint64(1000);
+    QTest::newRow("not set, neither")        << qint64(20)            << qint64(520)           << qint64(1000);
+    QTest::newRow("a second before 2020")    << qint64(1'577'836'799) << qint64(1'577'836'900) << qint64(1000);
+    QTest::newRow("the first of 2020")       << qint64(1'577'836'800) << qint64(1'577'836'900) << qint64(1100);
+    QTest::newRow("before 1970")             << qint64(-5)            << qint64(1'700'000'000) << qint64(1000);
+    // clang-format on
+}
+
+void tst_Spool::clock()
+{
+    QFETCH(qint64, wallTimeThen);
+    QFETCH(qint64, wallTimeNow);
+    QFETCH(qint64, now);
+
+    sinceBoot = 77;
+    wallTime = wallTimeNow;
+    SpoolClock clock;
+    QCOMPARE(clock.now(), 0);
+    clock.resume(1000, wallTimeThen);
+    QCOMPARE(clock.now(), now);
+
+    // From there it goes with the seconds since boot, and the wall clock can be set as one likes.
+    sinceBoot += 10;
+    QCOMPARE(clock.now(), now + 10);
+    wallTime = 1'800'000'000;
+    QCOMPARE(clock.now(), now + 10);
+    wallTime = 0;
+    QCOMPARE(clock.now(), now + 10);
+}
+
+void tst_Spool::clockGoesOn()
+{
+    qint64 const start = 1'700'000'000;
+    for (qint64 run = 0; run < 3; ++run) {
+        wallTime = start + run * 1000;
+        sinceBoot = 5;
+        Spool spool({});
+        QCOMPARE(spool.open(folder()), QString());
+        sinceBoot += 300;
+        wallTime += 300;
+        spool.add("x", false);
+        QVERIFY(spool.save());
+        QCOMPARE(spool.unsaved().size(), size_t(0));
+        QCOMPARE(spool.take(everything, everything).last().created, 300 + 1000 * run);
+    }
+}
+
+void tst_Spool::oneHostPerFolder()
+{
+    QString const nested = folder() + QLatin1String("/var/spool");
+    auto first = std::make_unique<Spool>(Spool::Limits());
+    QCOMPARE(first->open(nested), QString());
+    addWords(*first, "n1");
+    QVERIFY(first->save());
+    QCOMPARE(Spool({}).open(nested), QStringLiteral("another host uses it"));
+    addWords(*first, "n2");
+    QVERIFY(first->save());
+
+    first.reset();
+    Spool second({});
+    QCOMPARE(second.open(nested), QString());
+    QCOMPARE(wordsOf(delivered(second)), QByteArray("n1 n2"));
+}
+
+void tst_Spool::unusableFolder_data()
+{
+    QTest::addColumn<QString>("path");
+    QTest::addColumn<QString>("problem");
+
+    // Not even root can write there.
+    QTest::newRow("cannot be made") << QStringLiteral("/proc/spool") << QStringLiteral("No such file or directory");
+    QTest::newRow("cannot be written") << QStringLiteral("/proc/self") << QStringLiteral("Operation not permitted");
+    QTest::newRow("a file") << QStringLiteral("/proc/uptime") << QStringLiteral("Not a directory");
+    QTest::newRow("below a file") << QStringLiteral("/proc/uptime/spool") << QStringLiteral("Not a directory");
+}
+
+void tst_Spool::unusableFolder()
+{
+    QFETCH(QString, path);
+    QFETCH(QString, problem);
+    QCOMPARE(Spool({}).open(path), problem);
+}
+
+namespace {
+
+/// A disk on which files cannot grow any more, as long as this is there.
+class FullDisk
+{
+public:
+    FullDisk()
+    {
+        std::signal(SIGXFSZ, SIG_IGN);
+        getrlimit(RLIMIT_FSIZE, &m_before);
+        rlimit const limit{80'000, m_before.rlim_max};
+        setrlimit(RLIMIT_FSIZE, &limit);
+    }
+    FullDisk(FullDisk const &) = delete;
+    FullDisk &operator=(FullDisk const &) = delete;
+    ~FullDisk() { setrlimit(RLIMIT_FSIZE, &m_before); }
+
+private:
+    rlimit m_before{};
+};
+
+} // namespace
+
+void tst_Spool::diskFull()
+{
+    QByteArray const large(200'000, 'x');
+    auto spool = std::make_unique<Spool>(Spool::Limits());
+    QCOMPARE(spool->open(folder()), QString());
+    addWords(*spool, "n1 n2");
+    QVERIFY(spool->save());
+    QCOMPARE(spool->problem(), QString());
+    {
+        FullDisk const full;
+        spool->add(large, false);
+        QVERIFY(!spool->save());
+        QCOMPARE(spool->problem(), QStringLiteral("disk I/O error"));
+        QCOMPARE(spool->takeNotice(), QString());
+        addWords(*spool, "h4 n5");
+        QVERIFY(!spool->save());
+        QCOMPARE(spool->unsaved().size(), size_t(3));
+        QCOMPARE(spool->pending(), 5);
+
+        // It goes on in memory.
+        QCOMPARE(wordsOf(spool->take(everything, everything)), QByteArray("h4"));
+        spool->delivered();
+        QCOMPARE(wordsOf(spool->take(everything, 1)), QByteArray("n1"));
+        spool->delivered();
+        QCOMPARE(spool->pending(), 3);
+        QCOMPARE(bodiesOf(spool->take(everything, everything)).mid(1, 1), QList<QByteArray>({large}));
+        spool->giveBack();
+        QVERIFY(!spool->save());
+    }
+    QVERIFY(spool->save());
+    QCOMPARE(spool->problem(), QString());
+    QVERIFY(spool->unsaved().empty());
+    QCOMPARE(spool->pending(), 3);
+
+    spool.reset();
+    spool = std::make_unique<Spool>(Spool::Limits());
+    QCOMPARE(spool->open(folder()), QString());
+    QList<Package> const packages = delivered(*spool);
+    QCOMPARE(packages.size(), 3);
+    QCOMPARE(wordsOf({packages.first(), packages.last()}), QByteArray("n2 n5"));
+    QCOMPARE(packages.at(1).body, large);
+    QCOMPARE(spool->losses().total(), 0);
+}
+
+void tst_Spool::diskFullWhileSending()
+{
+    {
+        Spool spool({});
+        QCOMPARE(spool.open(folder()), QString());
+        addWords(spool, "n1");
+        QVERIFY(spool.save());
+        {
+            FullDisk const full;
+            spool.add(QByteArray(200'000, 'x'), false);
+            QVERIFY(!spool.save());
+            // Refused and delivered without ever having been on the disk.
+            QCOMPARE(spool.take(1, 2).size(), 1);
+            spool.delivered();
+            QCOMPARE(spool.take(1, 2).first().body.size(), 200'000);
+            spool.refused(QStringLiteral("too large"));
+            addWords(spool, "n3 n4");
+            QCOMPARE(wordsOf(spool.take(50, 2)), QByteArray("n3"));
+            spool.delivered();
+            QVERIFY(!spool.save());
+            QCOMPARE(spool.pending(), 1);
+            QCOMPARE(spool.refusedCount(), 1);
+        }
+        QVERIFY(spool.save());
+        QCOMPARE(spool.pending(), 1);
+        QCOMPARE(spool.refusedCount(), 1);
+    }
+    Spool spool({});
+    QCOMPARE(spool.open(folder()), QString());
+    QCOMPARE(spool.refusedCount(), 1);
+    QCOMPARE(wordsOf(delivered(spool)), QByteArray("n4"));
+}
+
+void tst_Spool::memoryLimit()
+{
+    QCOMPARE(Spool::memoryLimit, 4'000'000);
+    auto const add = [](Spool &spool, char name, bool isHigh) { spool.add(QByteArray(999'800, name), isHigh); };
+    auto const names = [](std::deque<Package> const &packages) {
+        QByteArray result;
+        for (Package const &package : packages)
+            result += package.body.at(0);
+        return result;
+    };
+    {
+        Spool spool({});
+        QCOMPARE(spool.open(folder()), QString());
+        {
+            FullDisk const full;
+            add(spool, 'a', true);
+            add(spool, 'b', false);
+            add(spool, 'c', false);
+            add(spool, 'd', true);
+            QVERIFY(!spool.save());
+            QCOMPARE(names(spool.unsaved()), QByteArray("abcd"));
+            QCOMPARE(spool.losses().quota, 0);
+
+            add(spool, 'e', false);
+            QVERIFY(!spool.save());
+            QCOMPARE(names(spool.unsaved()), QByteArray("acde"));
+            add(spool, 'f', true);
+            add(spool, 'g', true);
+            QVERIFY(!spool.save());
+            QCOMPARE(names(spool.unsaved()), QByteArray("adfg"));
+            QCOMPARE(spool.losses().quota, 3);
+
+            // What is under way stays, and where all are of high priority, the oldest goes.
+            QCOMPARE(spool.take(everything, everything).first().body.at(0), 'a');
+            add(spool, 'h', true);
+            QVERIFY(!spool.save());
+            QCOMPARE(names(spool.unsaved()), QByteArray("afgh"));
+            QCOMPARE(spool.losses().quota, 4);
+            QCOMPARE(spool.pending(), 4);
+            spool.delivered();
+            QCOMPARE(spool.pending(), 3);
+            // It has left room.
+            add(spool, 'i', true);
+            QVERIFY(!spool.save());
+            QCOMPARE(names(spool.unsaved()), QByteArray("fghi"));
+        }
+        QVERIFY(spool.save());
+    }
+    Spool spool({});
+    QCOMPARE(spool.open(folder()), QString());
+    QCOMPARE(spool.losses().quota, 4);
+    QCOMPARE(spool.pending(), 4);
+}
+
+void tst_Spool::firstVersion()
+{
+    {
+        Database database;
+        QVERIFY(database.open(databaseOf(folder())));
+        QVERIFY(database.run(R"(
+            PRAGMA page_size = 4096;
+            PRAGMA journal_mode = WAL;
+            CREATE TABLE package (
+                id INTEGER PRIMARY KEY, class INTEGER NOT NULL, created INTEGER NOT NULL, checksum INTEGER NOT NULL,
+                key BLOB NOT NULL, body BLOB NOT NULL, reason BLOB);
+            CREATE INDEX waiting ON package (class, id);
+            CREATE TABLE state (
+                id INTEGER PRIMARY KEY, time INTEGER NOT NULL, wall_time INTEGER NOT NULL,
+                lost_to_quota INTEGER NOT NULL, lost_to_age INTEGER NOT NULL, lost_to_damage INTEGER NOT NULL,
+                refused INTEGER NOT NULL, packages INTEGER NOT NULL, checksum INTEGER NOT NULL);
+            INSERT INTO package VALUES
+                (3, 1, 5000, 2579555061, CAST('8f0f29e3-0000-4000-8000-000000000001' AS BLOB), CAST('{"events":[{"event_counter":1}]}' AS BLOB), NULL),
+                (4, 2, 5060, 964180504, CAST('8f0f29e3-0000-4000-8000-000000000002' AS BLOB), CAST('{"events":[{"event_counter":2}]}' AS BLOB), NULL),
+                (7, 0, 5000, 1, CAST('8f0f29e3-0000-4000-8000-000000000003' AS BLOB), CAST('{}' AS BLOB), CAST('HTTP 422' AS BLOB));
+            INSERT INTO state VALUES (1, 5100, 1699999000, 11, 12, 13, 14, 3, 1635405840);)"));
+    }
+    Spool spool({});
+    QCOMPARE(spool.open(folder()), QString());
+    QCOMPARE(spool.takeNotice(), QString());
+    QCOMPARE(spool.refusedCount(), 1);
+    QCOMPARE(spool.losses().quota, 11);
+    QCOMPARE(spool.losses().age, 12);
+    QCOMPARE(spool.losses().damage, 13);
+    QCOMPARE(spool.losses().refused, 14);
+    spool.add("{}", false);
+    QVERIFY(spool.save());
+
+    QList<Package> const packages = delivered(spool);
+    QCOMPARE(bodiesOf(packages),
+             QList<QByteArray>({R"({"events":[{"event_counter":2}]})", R"({"events":[{"event_counter":1}]})", "{}"}));
+    QCOMPARE(packages.at(0).key, QByteArray("8f0f29e3-0000-4000-8000-000000000002"));
+    QCOMPARE(packages.at(1).key, QByteArray("8f0f29e3-0000-4000-8000-000000000001"));
+    QCOMPARE(packages.at(2).created, 6100);
+    QCOMPARE(spool.losses().damage, 13);
+}
+
+namespace {
+
+/// A spool of every kind of page, and what is in it.
+struct Originals
+{
+    Image image; ///< After it was closed.
+    Image imageInUse; ///< As a power-off leaves it.
+    QMap<qint64, Package> packages;
+
+    QMap<qint64, QSet<qsizetype>> pages; ///< Those that a package is on, counted from 0.
+
+    qsizetype pageCount() const { return image.database.size() / pageSize; }
+};
+
+} // namespace
+
+static QByteArray randomBytes(std::mt19937 &random, qsizetype size)
+{
+    QByteArray bytes(size, Qt::Uninitialized);
+    std::generate(bytes.begin(), bytes.end(), [&] { return static_cast<char>(random()); });
+    return bytes;
+}
+
+static QSet<qsizetype> pagesOf(QByteArray const &body, QByteArray const &database)
+{
+    constexpr qsizetype slice = 50;
+    QSet<qsizetype> pages;
+    for (qsizetype i = 0; i + slice <= body.size(); i += slice) {
+        // What lies across the end of a page is not found in one piece.
+        qsizetype const at = database.indexOf(body.mid(i, slice));
+        if (at >= 0)
+            pages.insert(at / pageSize);
+    }
+    return pages;
+}
+
+static Originals makeOriginals()
+{
+    QTemporaryDir directory;
+    Originals originals;
+    std::mt19937 random(1);
+    {
+        Spool spool({});
+        if (!spool.open(directory.path()).isEmpty())
+            qFatal("no spool");
+        for (int i = 0; i < 60; ++i) {
+            qsizetype const size = i % 20 == 0 ? 9000 : 200 + i * 10;
+            spool.add(randomBytes(random, size).toHex(), i % 7 == 3);
+        }
+        for (Package const &package : spool.unsaved())
+            originals.packages.insert(package.id, package);
+        if (!spool.save())
+            qFatal("not saved");
+        originals.imageInUse = imageOf(directory.path());
+    }
+    originals.image = imageOf(directory.path());
+    for (Package const &package : std::as_const(originals.packages))
+        originals.pages.insert(package.id, pagesOf(package.body, originals.image.database));
+    return originals;
+}
+
+static Originals const &originals()
+{
+    static Originals const made = makeOriginals();
+    return made;
+}
+
+/// What a spool has to send of which these are the packages' numbers.
+static QList<QByteArray> keysInOrder(QList<qint64> const &ids)
+{
+    QList<QByteArray> keys;
+    for (bool isHigh : {true, false}) {
+        for (qint64 id : ids) {
+            Package const &package = *originals().packages.find(id);
+            if (package.isHigh == isHigh)
+                keys.append(package.key);
+        }
+    }
+    return keys;
+}
+
+/// Whatever becomes of a spool: what it gives are the packages that it was given, and none twice.
+void tst_Spool::compareWithOriginals(QList<Package> const &packages) const
+{
+    QSet<qint64> ids;
+    for (Package const &package : packages) {
+        auto const original = originals().packages.find(package.id);
+        QVERIFY2(original != originals().packages.end(), QByteArray::number(package.id).constData());
+        QVERIFY2(!ids.contains(package.id), QByteArray::number(package.id).constData());
+        ids.insert(package.id);
+        QCOMPARE(package.key, original->key);
+        QCOMPARE(package.body, original->body);
+        QCOMPARE(package.created, original->created);
+    }
+}
+
+/// Puts a spool into the folder which has that image, and nothing else.
+void tst_Spool::keep(Image const &image)
+{
+    init();
+    writeImage(folder(), image);
+}
+
+/// A spool that was damaged, and has been emptied, is one like any other.
+void tst_Spool::goesOn(std::unique_ptr<Spool> spool) const
+{
+    qint64 const lost = spool->losses().damage;
+    QVERIFY(spool->save());
+    QCOMPARE(spool->pending(), 0);
+    addWords(*spool, "n1 h2");
+    QVERIFY(spool->save());
+    QCOMPARE(spool->pending(), 2);
+
+    spool.reset();
+    spool = std::make_unique<Spool>(Spool::Limits());
+    QCOMPARE(spool->open(folder()), QString());
+    QCOMPARE(spool->takeNotice(), QString());
+    QCOMPARE(spool->losses().damage, lost);
+    QCOMPARE(wordsOf(delivered(*spool)), QByteArray("h2 n1"));
+}
+
+QString tst_Spool::noticeOf(qint64 rescued, qint64 lost) const
+{
+    return QStringLiteral("the spool was damaged: %1 packages taken over, %2 lost; what it was is %3")
+        .arg(QString::number(rescued), QString::number(lost), damagedOf(folder()));
+}
+
+void tst_Spool::brokenPage_data()
+{
+    QTest::addColumn<QByteArray>("how");
+    QTest::newRow("zeros") << QByteArray("zeros");
+    QTest::newRow("random bytes") << QByteArray("random bytes");
+    QTest::newRow("cut off") << QByteArray("cut off");
+}
+
+void tst_Spool::brokenPage()
+{
+    QFETCH(QByteArray, how);
+    // The first pages: the tables' names, where the packages begin, the index, the state.
+    constexpr qsizetype state = 3;
+
+    QVERIFY(originals().pageCount() > 25);
+    std::mt19937 random(2);
+    for (qsizetype page = 0; page < originals().pageCount(); ++page) {
+        bool const isCut = how == "cut off";
+        Image broken = originals().image;
+        if (isCut)
+            broken.database.truncate(page * pageSize);
+        else
+            broken.database.replace(page * pageSize, pageSize,
+                                    how == "zeros" ? QByteArray(pageSize, '\0') : randomBytes(random, pageSize));
+        keep(broken);
+
+        QList<qint64> whole;
+        for (Package const &package : originals().packages) {
+            QSet<qsizetype> const pages = originals().pages.value(package.id);
+            if (isCut ? *std::max_element(pages.begin(), pages.end()) < page : !pages.contains(page))
+                whole.append(package.id);
+        }
+
+        QByteArray const where = "page " + QByteArray::number(page);
+        auto spool = std::make_unique<Spool>(Spool::Limits());
+        QCOMPARE(spool->open(folder()), QString());
+        QString notice = spool->takeNotice();
+        QList<Package> const packages = delivered(*spool);
+        compareWithOriginals(packages);
+        // Of a page that makes sense, and holds zeros, the checksum tells as soon as the package is read.
+        notice += spool->takeNotice();
+        QVERIFY2(keysOf(packages) == keysInOrder(whole), where.constData());
+        // What is not known to have been there cannot be told as lost.
+        QCOMPARE(spool->losses().damage, isCut && page <= state ? 0 : 60 - whole.size());
+        QCOMPARE(spool->refusedCount(), 0);
+        QCOMPARE(QFile::exists(damagedOf(folder())), !notice.isEmpty());
+        // Of an empty file SQLite makes a new one, and of zeros it may say nothing where a package ends in them.
+        if (how == "random bytes" || (isCut && page > 0))
+            QCOMPARE(notice, noticeOf(whole.size(), spool->losses().damage));
+        goesOn(std::move(spool));
+        if (QTest::currentTestFailed())
+            return qWarning("%s", where.constData());
+    }
+}
+
+/// The pages of a kind, which SQLite tells by a page's first byte.
+static QList<qsizetype> pagesOfKind(char kind, QByteArray const &database)
+{
+    QList<qsizetype> pages;
+    for (qsizetype page = 1; page < database.size() / pageSize; ++page) {
+        if (database.at(page * pageSize) == kind)
+            pages.append(page);
+    }
+    return pages;
+}
+
+/// How many rows a page has, by its own account.
+static int rowsOn(qsizetype page, QByteArray const &database)
+{
+    return qFromBigEndian<quint16>(database.constData() + page * pageSize + 3);
+}
+
+void tst_Spool::brokenPages()
+{
+    // The index is on several pages.
+    {
+        Spool spool({});
+        QCOMPARE(spool.open(folder()), QString());
+        for (int i = 0; i < 3000; ++i)
+            spool.add("{\"i\":" + QByteArray::number(i) + '}', false);
+        QVERIFY(spool.save());
+    }
+    Image broken = imageOf(folder());
+    QByteArray const sound = broken.database;
+    QList<qsizetype> const packages = pagesOfKind(0x0D, sound);
+    QList<qsizetype> const index = pagesOfKind(0x0A, sound);
+    QVERIFY(packages.size() > 40);
+    QVERIFY(index.size() > 4);
+
+    // What lies between two broken pages is found by the index, and what the index has not is found from either end.
+    qsizetype const first = packages.at(5);
+    qsizetype const last = packages.at(packages.size() - 6);
+    qsizetype const middle = index.at(2);
+    for (qsizetype page : {first, last, middle})
+        broken.database.replace(page * pageSize, pageSize, QByteArray(pageSize, '?'));
+    int const lost = rowsOn(first, sound) + rowsOn(last, sound);
+    keep(broken);
+    auto spool = std::make_unique<Spool>(Spool::Limits());
+    QCOMPARE(spool->open(folder()), QString());
+    int const unknown = rowsOn(middle, sound);
+    QCOMPARE(spool->takeNotice(), noticeOf(3000 - lost - unknown, lost + unknown));
+    QCOMPARE(delivered(*spool).size(), 3000 - lost - unknown);
+    goesOn(std::move(spool));
+
+    // Without any index one broken page takes no more than itself.
+    broken.database = sound;
+    for (qsizetype page : index)
+        broken.database.replace(page * pageSize, pageSize, QByteArray(pageSize, '?'));
+    broken.database.replace(first * pageSize, pageSize, QByteArray(pageSize, '?'));
+    keep(broken);
+    spool = std::make_unique<Spool>(Spool::Limits());
+    QCOMPARE(spool->open(folder()), QString());
+    QCOMPARE(delivered(*spool).size(), 3000 - rowsOn(first, sound));
+    goesOn(std::move(spool));
+}
+
+void tst_Spool::changedFirstPage()
+{
+    {
+        Spool spool({});
+        QCOMPARE(spool.open(folder()), QString());
+        addWords(spool, "n1 h2");
+        QVERIFY(spool.save());
+    }
+    QByteArray const database = read(databaseOf(folder()));
+    int changes = 0;
+    for (qsizetype i = 0; i < pageSize; ++i) {
+        if (database.at(i) == 0)
+            continue;
+        ++changes;
+        Image changed{database, {}};
+        changed.database[i] = static_cast<char>(database.at(i) ^ 0x15);
+        writeImage(folder(), changed);
+        QByteArray const where = "byte " + QByteArray::number(i) + ": " + database.mid(i, 20);
+        Spool spool({});
+        QVERIFY2(spool.open(folder()).isEmpty(), where.constData());
+        QVERIFY2(wordsOf(delivered(spool)) == "h2 n1", where.constData());
+        QVERIFY2(spool.losses().total() == 0, where.constData());
+        QVERIFY2(spool.save(), where.constData());
+    }
+    QVERIFY(changes > 500);
+}
+
+void tst_Spool::changedLetter_data()
+{
+    QTest::addColumn<bool>("isKey");
+    QTest::newRow("body") << false;
+    QTest::newRow("key") << true;
+}
+
+void tst_Spool::changedLetter()
+{
+    QFETCH(bool, isKey);
+
+    Image changed = originals().image;
+    Package const &package = *originals().packages.find(30);
+    qsizetype const at = changed.database.indexOf(isKey ? package.key : package.body) + 20;
+    changed.database[at] = changed.database.at(at) == '7' ? '8' : '7';
+    keep(changed);
+
+    auto spool = std::make_unique<Spool>(Spool::Limits());
+    QCOMPARE(spool->open(folder()), QString());
+    QCOMPARE(spool->pending(), 60);
+    QList<Package> const packages = delivered(*spool);
+    compareWithOriginals(packages);
+    QCOMPARE(packages.size(), 59);
+    QVERIFY(!keysOf(packages).contains(package.key));
+    QCOMPARE(spool->losses().damage, 1);
+    QCOMPARE(spool->takeNotice(),
+             QStringLiteral("the spool was damaged: 50 packages taken over, 1 lost; what it was is ")
+                 + databaseOf(folder()) + QLatin1String(".damaged"));
+    QVERIFY(QFile::exists(databaseOf(folder()) + QLatin1String(".damaged")));
+    QCOMPARE(spool->refusedCount(), 0);
+    QCOMPARE(spool->pending(), 0);
+    goesOn(std::move(spool));
+}
+
+void tst_Spool::changedClass_data()
+{
+    QTest::addColumn<int>("changedTo");
+    for (int changedTo : {0, 1, 3, 77, 255})
+        QTest::addRow("%d", changedTo) << changedTo;
+}
+
+void tst_Spool::changedClass()
+{
+    QFETCH(int, changedTo);
+
+    // The class of a package of high priority is the byte before the checksum, which comes before the key; a moment of
+    // 0 takes no byte.
+    Package const &package = *originals().packages.find(4);
+    QVERIFY(package.isHigh);
+    QCOMPARE(package.created, 0);
+    keep(originals().image);
+    bool const isLong = sql(databaseOf(folder()), "SELECT checksum >= 2147483648 FROM package WHERE id = 4") == "1";
+    Image changed = originals().image;
+    qsizetype const at = changed.database.indexOf(package.key) - (isLong ? 6 : 4) - 1;
+    QCOMPARE(changed.database.at(at), char(2));
+    changed.database[at] = static_cast<char>(changedTo);
+
+    for (bool isRefused : {false, true}) {
+        keep(changed);
+        auto spool = std::make_unique<Spool>(Spool::Limits());
+        QCOMPARE(spool->open(folder()), QString());
+        QCOMPARE(spool->take(everything, 1).first().key, package.key);
+        if (isRefused)
+            spool->refused(QStringLiteral("why not"));
+        else
+            spool->delivered();
+        QVERIFY(spool->save());
+        QCOMPARE(spool->problem(), QString());
+        QCOMPARE(spool->pending(), 59);
+        QCOMPARE(spool->refusedCount(), isRefused ? 1 : 0);
+        QList<Package> const packages = delivered(*spool);
+        compareWithOriginals(packages);
+        QCOMPARE(packages.size(), 59);
+        QVERIFY(!keysOf(packages).contains(package.key));
+        QCOMPARE(spool->losses().total(), 0);
+        goesOn(std::move(spool));
+    }
+}
+
+void tst_Spool::changedState_data()
+{
+    QTest::addColumn<QByteArray>("change");
+    QTest::newRow("clock") << QByteArray("time = 1000000000000");
+    QTest::newRow("wall clock") << QByteArray("wall_time = 1577836801");
+    QTest::newRow("packages") << QByteArray("packages = 1000000000000");
+    QTest::newRow("losses") << QByteArray("lost_to_quota = 1000000000000");
+    QTest::newRow("checksum") << QByteArray("checksum = 1");
+    QTest::newRow("none there") << QByteArray();
+}
+
+void tst_Spool::changedState()
+{
+    QFETCH(QByteArray, change);
+
+    keep(originals().image);
+    sql(databaseOf(folder()), change.isEmpty() ? "DELETE FROM state" : "UPDATE state SET " + change);
+    auto spool = std::make_unique<Spool>(Spool::Limits());
+    QCOMPARE(spool->open(folder()), QString());
+    QCOMPARE(spool->losses().total(), 0);
+    QVERIFY(spool->save());
+    QCOMPARE(delivered(*spool).size(), 60);
+    goesOn(std::move(spool));
+}
+
+void tst_Spool::brokenWhileInUse_data()
+{
+    QTest::addColumn<bool>("isFoundByExpiry");
+    QTest::newRow("when sent") << false;
+    QTest::newRow("when too old") << true;
+}
+
+void tst_Spool::brokenWhileInUse()
+{
+    QFETCH(bool, isFoundByExpiry);
+
+    // One package a page, and more pages than SQLite keeps in memory.
+    Spool::Limits const limits{20'000'000, std::chrono::seconds(100)};
+    std::mt19937 random(3);
+    QList<QByteArray> bodies;
+    {
+        Spool spool(limits);
+        QCOMPARE(spool.open(folder()), QString());
+        for (int i = 0; i < 1000; ++i) {
+            bodies.append(randomBytes(random, 3000));
+            spool.add(bodies.last(), false);
+        }
+        QVERIFY(spool.save());
+    }
+    auto spool = std::make_unique<Spool>(limits);
+    QCOMPARE(spool->open(folder()), QString());
+    QCOMPARE(spool->take(everything, 1).first().body, bodies.takeFirst());
+    spool->delivered();
+
+    Image const image = imageOf(folder());
+    QFile file(databaseOf(folder()));
+    QVERIFY(file.open(QIODevice::ReadWrite));
+    for (int index : {300, 200}) {
+        QVERIFY(file.seek(image.database.indexOf(bodies.takeAt(index)) / pageSize * pageSize));
+        QCOMPARE(file.write(randomBytes(random, pageSize)), qint64(pageSize));
+    }
+    file.close();
+
+    if (isFoundByExpiry) {
+        sinceBoot += 101;
+        QVERIFY(spool->save());
+        QCOMPARE(spool->problem(), QString());
+        QCOMPARE(spool->takeNotice(), noticeOf(997, 2));
+        QCOMPARE(spool->losses().age, 997);
+    } else {
+        // Nothing twice, though some had been taken when the rest could not be read.
+        QCOMPARE(spool->take(everything, everything).size(), 997);
+        QCOMPARE(spool->takeNotice(), noticeOf(997, 2));
+        QCOMPARE(bodiesOf(spool->taken()), bodies);
+        QCOMPARE(spool->pending(), 997);
+        spool->delivered();
+    }
+    QCOMPARE(spool->losses().damage, 2);
+    QCOMPARE(spool->pending(), 0);
+    goesOn(std::move(spool));
+}
+
+void tst_Spool::notASpool_data()
+{
+    QTest::addColumn<QByteArray>("bytes");
+
+    QTest::newRow("text") << QByteArray("What is this?\n").repeated(1000);
+    QTest::newRow("a word") << QByteArray("What?");
+    QTest::newRow("zeros") << QByteArray(3 * pageSize, '\0');
+    for (qsizetype size : {99, 100, 511, 4095, 4097, 8191})
+        QTest::addRow("cut off after %d bytes", int(size)) << originals().image.database.left(size);
+}
+
+void tst_Spool::notASpool()
+{
+    QFETCH(QByteArray, bytes);
+
+    keep({bytes, {}});
+    auto spool = std::make_unique<Spool>(Spool::Limits());
+    QCOMPARE(spool->open(folder()), QString());
+    QCOMPARE(spool->takeNotice(), noticeOf(0, 0));
+    QCOMPARE(delivered(*spool).size(), 0);
+    goesOn(std::move(spool));
+}
+
+void tst_Spool::interruptedRescue_data()
+{
+    QTest::addColumn<QByteArray>("database");
+    QTest::addColumn<QByteArray>("fresh");
+    QTest::addColumn<QByteArray>("damaged");
+    QTest::addColumn<QByteArray>("latest");
+    QTest::addColumn<int>("packages");
+
+    QByteArray const &sound = originals().image.database;
+    QByteArray broken = sound;
+    broken.replace(broken.size() - pageSize, pageSize, QByteArray(pageSize, '?'));
+    QByteArray const older = "what it was before";
+    QTest::newRow("the new one is complete") << QByteArray() << sound << broken << broken << 60;
+    QTest::newRow("the new one is not") << broken << sound.left(20'000) << older << broken << 59;
+    QTest::newRow("the new one is, the old one is there") << broken << sound << older << broken << 59;
+    QTest::newRow("all over") << sound << QByteArray() << broken << broken << 60;
+}
+
+void tst_Spool::interruptedRescue()
+{
+    QFETCH(QByteArray, database);
+    QFETCH(QByteArray, fresh);
+    QFETCH(QByteArray, damaged);
+    QFETCH(QByteArray, latest);
+    QFETCH(int, packages);
+
+    if (!database.isEmpty())
+        write(databaseOf(folder()), database);
+    if (!fresh.isEmpty())
+        write(databaseOf(folder()) + QLatin1String(".new"), fresh);
+    write(damagedOf(folder()), damaged);
+    write(databaseOf(folder()) + QLatin1String(".scan"), "what was read of it");
+
+    auto spool = std::make_unique<Spool>(Spool::Limits());
+    QCOMPARE(spool->open(folder()), QString());
+    QCOMPARE(spool->pending(), packages);
+    QCOMPARE(spool->losses().damage, 60 - packages);
+    QList<Package> const all = delivered(*spool);
+    compareWithOriginals(all);
+    QCOMPARE(all.size(), packages);
+    QVERIFY(!QFile::exists(databaseOf(folder()) + QLatin1String(".new")));
+    // The latest that was damaged is kept.
+    QCOMPARE(read(damagedOf(folder())), latest);
+    QVERIFY(!QFile::exists(databaseOf(folder()) + QLatin1String(".scan")));
+    goesOn(std::move(spool));
+}
+
+static qint64 numberFrom(char const *variable, qint64 otherwise)
+{
+    bool isNumber = false;
+    qint64 const number = qEnvironmentVariable(variable).toLongLong(&isNumber);
+    return isNumber ? number : otherwise;
+}
+
+/// Makes one mistake of those that a disk makes.
+static QByteArray damaged(QByteArray bytes, std::mt19937 &random)
+{
+    auto const below
+        = [&random](qsizetype bound) { return std::uniform_int_distribution<qsizetype>(0, bound - 1)(random); };
+    qsizetype const at = below(bytes.size());
+    qsizetype const length = std::min(bytes.size() - at, below(3 * pageSize));
+    qsizetype const pages = bytes.size() / pageSize;
+    switch (below(6)) {
+    case 0:
+        bytes[at] = static_cast<char>(bytes.at(at) ^ (1 << below(8)));
+        break;
+    case 1:
+        bytes.replace(at, length, randomBytes(random, length));
+        break;
+    case 2:
+        bytes.replace(at, length, QByteArray(length, '\0'));
+        break;
+    case 3:
+        bytes.truncate(at);
+        break;
+    case 4: // A page that was written to another place.
+        bytes.replace(below(pages) * pageSize, pageSize, bytes.mid(below(pages) * pageSize, pageSize));
+        break;
+    case 5:
+        bytes.insert(at, randomBytes(random, length));
+        break;
+    }
+    return bytes;
+}
+
+/// STBHOST_DAMAGE_ROUNDS makes it longer, _FIRST begins with another round; what happens in a round follows from its
+/// number.
+void tst_Spool::damageByChance()
+{
+    qint64 const first = numberFrom("STBHOST_DAMAGE_FIRST", 0);
+    qint64 const rounds = numberFrom("STBHOST_DAMAGE_ROUNDS", 300);
+    for (qint64 round = first; round < first + rounds; ++round) {
+        std::mt19937 random(static_cast<std::mt19937::result_type>(round));
+        Image image = round % 2 == 0 ? originals().image : originals().imageInUse;
+        for (qint64 mistakes = 1 + round % 3; mistakes > 0; --mistakes) {
+            QByteArray &file = image.log.isEmpty() || random() % 4 == 0 ? image.database : image.log;
+            if (!file.isEmpty())
+                file = damaged(file, random);
+        }
+        keep(image);
+        auto spool = std::make_unique<Spool>(Spool::Limits());
+        QCOMPARE(spool->open(folder()), QString());
+        QVERIFY(spool->pending() <= 60);
+        compareWithOriginals(delivered(*spool));
+        goesOn(std::move(spool));
+        if (QTest::currentTestFailed())
+            return qWarning("round %lld", round);
+    }
+}
+
+QTEST_GUILESS_MAIN(tst_Spool)
+#include "tst_spool.moc"
