@@ -1,0 +1,116 @@
+"""SIGTERM ends a host within the time of --linger and a second, whatever it is doing: everything is sent or spooled."""
+
+import os
+import signal
+import subprocess
+from pathlib import Path
+
+from harness import EVENING, EVENING_EVENTS, EVENING_PACKAGES, Collector, DeliveryTest, Host, Run, until, zaps
+
+LINGER = 1
+LIVE = ["--live", "--interval", 0.02, "--flush", 0.04]
+
+
+class Stop(DeliveryTest):
+    """One state of the host each."""
+
+    def stops(self, collector: Collector, host: Host, run: Run, linger: int = LINGER) -> None:
+        """Stops the host, which has packages, in time; the next run finds all that this one did not send."""
+        status, seconds = run.terminated()
+        self.assertEqual(status, 0, run.messages())
+        self.assertLess(seconds, linger + 1)
+        summary = run.summary()
+        self.assertEqual(summary.sent + summary.pending, summary.packages)
+        self.assertEqual(len(run.reported()), summary.packages, "not all is spooled")
+        collector.kill()
+        collector.start()
+        self.assertEqual(self.ends_well(host.start(collector.url)).pending, 0)
+        self.nothing_is_lost(collector, host)
+
+    def test_stopped_while_reporting(self) -> None:
+        collector = self.collector().start()
+        host = self.host()
+        run = host.start(collector.url, "--linger", LINGER, "--pace", 0.05, EVENING)
+        until(lambda: len(run.reported()) > 5, "packages are reported")
+        self.stops(collector, host, run)
+        self.assertLess(len(host.runs[0].prepared()), EVENING_EVENTS)
+        self.assertEqual(run.summary().pending, 0)
+
+    def test_stopped_while_waiting_to_try_again(self) -> None:
+        collector = self.collector().reserve_port()
+        host = self.host()
+        run = host.start(collector.url, "--linger", LINGER, "--backoff", "1000,1000", *LIVE)
+        until(lambda: len(run.reported()) > 5, "packages are reported")
+        self.stops(collector, host, run)
+        self.assertEqual((run.summary().sent, run.summary().failed), (0, 1))
+
+    def test_stopped_while_a_request_hangs(self) -> None:
+        collector = self.collector().start(kind="hang")
+        host = self.host()
+        run = host.start(collector.url, "--linger", LINGER, *LIVE)
+        until(lambda: collector.requests("hang") and len(run.reported()) > 5, "a request hangs")
+        self.stops(collector, host, run)
+        self.assertEqual((run.summary().sent, run.summary().failed), (0, 0))
+
+    def test_stopped_while_an_answer_is_cut(self) -> None:
+        collector = self.collector().start(kind="cut", when="answer")
+        host = self.host()
+        run = host.start(collector.url, "--linger", LINGER, *LIVE)
+        until(lambda: collector.requests("cut") and len(run.reported()) > 5, "an answer is cut")
+        self.stops(collector, host, run)
+        self.assertEqual(run.summary().sent, 0)
+        self.assertGreater(collector.count("repeats"), 0)
+
+    def slow_disk(self) -> dict[str, str]:
+        """The environment of a host whose disk is a busy one."""
+        library = self.folder / "slowdisk.so"
+        source = Path(__file__).with_name("slowdisk.c")
+        subprocess.run([os.environ.get("CC", "cc"), "-shared", "-fPIC", "-o", library, source, "-ldl"], check=True)
+        return {"LD_PRELOAD": str(library)}
+
+    def test_stopped_while_the_disk_is_busy(self) -> None:
+        """What is still queued then is spooled, even if there is no time to deliver it."""
+        collector = self.collector().start()
+        host = self.host()
+        run = host.start(collector.url, "--linger", 0, *LIVE, env=self.slow_disk())
+        until(run.reported, "packages are reported")
+        prepared = len(run.prepared())
+        until(lambda: len(run.prepared()) > prepared + 5, "events wait for the disk")
+        self.stops(collector, host, run, linger=0)
+
+    def test_ended_while_the_disk_is_busy(self) -> None:
+        """What is on its way to the disk is not forgotten: it is delivered before the host goes."""
+        collector = self.collector().start()
+        host = self.host()
+        summary = self.ends_well(host.start(collector.url, script=self.script(zaps(1)), env=self.slow_disk()))
+        self.assertEqual((summary.sent, summary.pending), (1, 0))
+        self.nothing_is_lost(collector, host)
+
+    def test_stopped_while_it_reads_an_open_pipe(self) -> None:
+        collector = self.collector().start()
+        host = self.host()
+        run = host.start(collector.url, "--linger", LINGER, stdin=subprocess.PIPE)
+        run.feed(zaps(5))
+        until(lambda: collector.count("packages") == 5, "what came by the pipe is delivered")
+        run.feed(zaps(3, "low"))
+        until(lambda: len(run.prepared()) == 8, "events wait in the library")
+        self.stops(collector, host, run)
+        self.assertEqual(run.summary().sent, 6, "a stop takes along what waits in the library")
+
+    def test_stopped_twice(self) -> None:
+        """The second signal is from someone who does not want to wait."""
+        collector = self.collector().start(kind="hang")
+        host = self.host()
+        run = host.start(collector.url, "--linger", 1000, EVENING)
+        until(lambda: collector.requests("hang") and len(run.reported()) == EVENING_PACKAGES, "a request hangs")
+        run.process.send_signal(signal.SIGTERM)
+        self.stops(collector, host, run)
+
+    def test_interrupted(self) -> None:
+        collector = self.collector().start()
+        host = self.host()
+        run = host.start(collector.url, *LIVE)
+        until(lambda: collector.count("packages") > 3, "packages are delivered")
+        run.process.send_signal(signal.SIGINT)
+        self.assertEqual(self.ends_well(run).pending, 0)
+        self.nothing_is_lost(collector, host)
