@@ -102,19 +102,19 @@ static char *write(char *at, Record const &record, std::tuple<Rows...> const &ro
 template <typename Record, typename Value>
 static qsizetype roomForRow(Record const &record, Member<Record, Value> const &member)
 {
-    return json::roomForKey(member.key) + roomFor(record.*member.field);
+    return member.key.size() + roomFor(record.*member.field);
 }
 
 template <typename Record, typename... Members>
 static qsizetype roomForRow(Record const &record, Group<Members...> const &group)
 {
-    return json::roomForKey(group.key) + roomFor(record, group.members);
+    return group.key.size() + roomFor(record, group.members);
 }
 
 template <typename Record, typename Element, typename Form>
 static qsizetype roomForRow(Record const &record, List<Record, Element, Form> const &list)
 {
-    qsizetype bytes = json::roomForKey(list.key) + 2;
+    qsizetype bytes = list.key.size() + 2;
     for (Element const &element : record.*list.field)
         bytes += roomFor(element, list.form) + 1;
     return bytes;
@@ -126,17 +126,13 @@ static char *writeRow(char *at, Record const &record, Member<Record, Value> cons
     Value const &value = record.*member.field;
     if (!member.isAlways && isEmpty(value))
         return at;
-    at = write(json::writeKey(at, member.key), value);
-    *at++ = ',';
-    return at;
+    return write(json::writeKey(at, member.key), value);
 }
 
 template <typename Record, typename... Members>
 static char *writeRow(char *at, Record const &record, Group<Members...> const &group)
 {
-    at = write(json::writeKey(at, group.key), record, group.members);
-    *at++ = ',';
-    return at;
+    return write(json::writeKey(at, group.key), record, group.members);
 }
 
 template <typename Record, typename Element, typename Form>
@@ -151,9 +147,7 @@ static char *writeRow(char *at, Record const &record, List<Record, Element, Form
         at = write(at, element, list.form);
         *at++ = ',';
     }
-    at = json::writeEnd(at, ']');
-    *at++ = ',';
-    return at;
+    return json::writeEndOfList(at);
 }
 
 template <typename Record, typename... Rows>
@@ -165,16 +159,17 @@ static qsizetype roomFor(Record const &record, std::tuple<Rows...> const &rows)
 template <typename Record, typename... Rows>
 static char *write(char *at, Record const &record, std::tuple<Rows...> const &rows)
 {
-    *at++ = '{';
+    char *const begin = at;
     std::apply([&](auto const &...row) { ((at = writeRow(at, record, row)), ...); }, rows);
-    return json::writeEnd(at, '}');
+    return json::writeObject(begin, at);
 }
 
 template <typename Record> static void writeRecord(JsonBuffer &out, void const *data)
 {
     static_assert(isSorted(members<Record>), "rows stand in the order of their keys");
     Record const &record = *static_cast<Record const *>(data);
-    out.setEnd(write(out.room(roomFor(record, members<Record>)), record, members<Record>));
+    char *const begin = out.room(roomFor(record, members<Record>) + json::roomForKey);
+    out.setEnd(write(begin, record, members<Record>));
 }
 
 /// A value that does not hold the record itself is converted; where the converter fails, the record stays as it began.
@@ -349,6 +344,7 @@ private:
 };
 
 RegisteredRecords registeredRecords;
+QMetaType const stringType(QMetaType::QString);
 
 /// Calls a function with the index of each bit, lowest first, until one returns true. Returns whether one did.
 template <typename Function> bool anyOf(quint32 mask, Function function)
@@ -363,7 +359,7 @@ template <typename Function> bool anyOf(quint32 mask, Function function)
 /// Whether a converter leads from a record to a string or to a record that stands before it.
 bool leadsElsewhere(QMetaType type, int index)
 {
-    if (QMetaType::hasRegisteredConverterFunction(type, QMetaType(QMetaType::QString)))
+    if (QMetaType::hasRegisteredConverterFunction(type, stringType))
         return true;
     quint32 const before = (1u << index) - 1;
     return anyOf(registeredRecords.among(before), [type](int other) {
@@ -433,7 +429,7 @@ static void writeInteger(JsonBuffer &out, qint64 number)
     out.setEnd(json::writeInteger(out.room(json::roomForNumber), number));
 }
 
-static void writeString(JsonBuffer &out, QString const &text)
+Q_ALWAYS_INLINE static void writeString(JsonBuffer &out, QString const &text)
 {
     out.setEnd(json::writeString(out.room(json::roomForString(text)), text));
 }
@@ -443,7 +439,21 @@ static void writeLiteral(JsonBuffer &out, QByteArrayView json)
     out.setEnd(json::writeLiteral(out.room(json.size()), json));
 }
 
-static Written write(JsonBuffer &out, QVariant const &value, std::optional<QJsonValue> *plainForm = nullptr);
+Q_NEVER_INLINE static Written writeOther(JsonBuffer &out, QVariant const &value, std::optional<QJsonValue> *plainForm);
+
+/// Writes a value, which mostly is a string.
+Q_ALWAYS_INLINE static Written write(JsonBuffer &out, QVariant const &value,
+                                     std::optional<QJsonValue> *plainForm = nullptr)
+{
+    // The variant's public functions are calls into Qt, four for each value, and would cost as much as all the rest.
+    QVariant::DataPtr const &held = value.data_ptr();
+    if (held.is_null)
+        return Written::Nothing;
+    if (held.typeInterface()->typeId.loadRelaxed() != QMetaType::QString)
+        return writeOther(out, value, plainForm);
+    writeString(out, *static_cast<QString const *>(held.storage()));
+    return Written::Value;
+}
 
 /// Writes a list, whose elements are written by a function that takes the buffer and the element.
 template <typename List, typename Write> static void writeList(JsonBuffer &out, List const &list, Write writeElement)
@@ -453,16 +463,12 @@ template <typename List, typename Write> static void writeList(JsonBuffer &out, 
         writeElement(out, element);
         writeLiteral(out, ",");
     }
-    out.setEnd(json::writeEnd(out.room(1), ']'));
+    out.setEnd(json::writeEndOfList(out.room(1)));
 }
 
-static Written write(JsonBuffer &out, QVariant const &value, std::optional<QJsonValue> *plainForm)
+static Written writeOther(JsonBuffer &out, QVariant const &value, std::optional<QJsonValue> *plainForm)
 {
-    // The variant's public functions are calls into Qt, four for each value, and would cost as much as all the rest.
     QVariant::DataPtr const &held = value.data_ptr();
-    if (held.is_null)
-        return Written::Nothing;
-
     QMetaType const type = held.type();
     void const *const data = held.storage();
 
@@ -494,9 +500,6 @@ static Written write(JsonBuffer &out, QVariant const &value, std::optional<QJson
             return Written::Value;
         }
         break;
-    case QMetaType::QString:
-        writeString(out, *static_cast<QString const *>(data));
-        return Written::Value;
     case QMetaType::QStringList:
         writeList(out, *static_cast<QStringList const *>(data), writeString);
         return Written::Value;
@@ -507,13 +510,13 @@ static Written write(JsonBuffer &out, QVariant const &value, std::optional<QJson
         });
         return Written::Value;
     default:
-        if (value.isNull()) // A pointer
-            return Written::Nothing;
         if (int const index = recordNames.indexOf(type.name()); index >= 0 && !leadsElsewhere(type, index)) {
             qsizetype const begin = out.size();
             recordTypes[index].write(out, data);
             return writtenSince(begin, out);
         }
+        if (value.isNull()) // A pointer
+            return Written::Nothing;
         break;
     }
     return writeByTheRules(out, value, plainForm);
@@ -524,14 +527,13 @@ static Written write(JsonBuffer &out, QVariant const &value, std::optional<QJson
 namespace {
 
 /// The catalogue as the serializer reads it. The keys have the order in which Qt's JSON objects keep them, so that an
-/// event's members can be put into their places without a comparison, and each is ready to be written: in quotes, and
-/// with its colon.
+/// event's members can be put into their places without a comparison.
 class CatalogueIndex
 {
 public:
     static constexpr int propertyCount = 139;
     static constexpr int eventTypeCount = 43;
-    static constexpr int longestKey = 32;
+    static constexpr unsigned noPlace = 0xff;
 
     [[gnu::cold]] CatalogueIndex()
     {
@@ -548,14 +550,13 @@ public:
                 ++end;
             }
         }
-        for (QLatin1String const *key = keys; key != end; ++key)
-            m_sizes[key - keys] = static_cast<quint8>(
-                json::writeKey(m_keys[key - keys], {key->data(), static_cast<std::size_t>(key->size())})
-                - m_keys[key - keys]);
+        std::transform(keys, end, m_keys, [](QLatin1String key) {
+            return std::string_view(key.data(), static_cast<std::size_t>(key.size()));
+        });
 
-        std::fill(std::begin(m_places), std::end(m_places), qint16(-1));
+        std::fill(std::begin(m_places), std::end(m_places), quint8(noPlace));
         for (auto it = propertyKeys.begin(); it != propertyKeys.end(); ++it)
-            m_places[static_cast<int>(it.key())] = static_cast<qint16>(std::lower_bound(keys, end, *it) - keys);
+            m_places[static_cast<int>(it.key())] = static_cast<quint8>(std::lower_bound(keys, end, *it) - keys);
     }
 
     /// An event's entry, or null for a type that has none.
@@ -565,25 +566,19 @@ public:
         return index < eventTypeCount ? m_events[index] : nullptr;
     }
 
-    /// The place of a property's key, or -1 for a property that has none.
-    int placeOf(Property property) const
+    /// The place of a property's key, or noPlace for a property that has none.
+    unsigned placeOf(Property property) const
     {
         auto const index = static_cast<unsigned>(property);
-        return index < propertyCount ? m_places[index] : -1;
+        return index < propertyCount ? m_places[index] : noPlace;
     }
 
-    /// Writes a key into room for the longest: all are copied alike, without a look at their size.
-    char *writeKeyAt(int place, char *at) const
-    {
-        std::memcpy(at, m_keys[place], longestKey);
-        return at + m_sizes[place];
-    }
+    json::Key const &keyAt(unsigned place) const { return m_keys[place]; }
 
 private:
     EventProperties const *m_events[eventTypeCount] = {};
-    char m_keys[propertyCount][longestKey] = {};
-    quint8 m_sizes[propertyCount] = {};
-    qint16 m_places[propertyCount];
+    json::Key m_keys[propertyCount];
+    quint8 m_places[propertyCount];
 };
 
 CatalogueIndex const catalogue;
@@ -606,77 +601,82 @@ bool isNumber(int type)
 class EventObject
 {
 public:
-    void insert(Property property, QVariant const &value)
+    void insert(Property property, QVariant &&value)
     {
-        int const place = catalogue.placeOf(property);
-        if (place < 0) {
+        unsigned const place = catalogue.placeOf(property);
+        qsizetype const begin = m_bytes.size();
+        if (Q_UNLIKELY(place == CatalogueIndex::noPlace)) {
             // Nobody will see it, but a host's converter is called all the same.
             write(m_bytes, value);
+            m_bytes.truncate(begin);
             return;
         }
 
-        qsizetype const begin = m_bytes.size();
-        m_bytes.setEnd(catalogue.writeKeyAt(place, m_bytes.room(CatalogueIndex::longestKey)));
+        m_bytes.setEnd(json::writeKey(m_bytes.room(json::roomForKey), catalogue.keyAt(place)));
         qsizetype const beginOfValue = m_bytes.size();
         bool const isInLine = property == Property::EventId || property == Property::EventCounter;
         Written const written = write(m_bytes, value, isInLine ? &m_plainForm : nullptr);
 
         if (written == Written::Value && !isEmptyFrom(beginOfValue)) {
-            put(place, {begin, m_bytes.size() - begin});
+            takeAway(place);
+            m_members[place] = {begin, m_bytes.size() - begin};
+            m_taken[place / 64] |= bitOf(place);
         } else {
             m_bytes.truncate(begin);
             if (written != Written::Undefined)
                 return;
-            put(place, {begin, 0});
+            takeAway(place);
         }
         if (isInLine)
-            keepForLine(property, value);
+            keepForLine(property, std::move(value));
     }
 
     /// The event's id if it is a string, otherwise an empty one.
-    QString eventId() const { return m_eventId; }
+    QString const &eventId() const { return m_eventId; }
 
     /// The event's counter if it is an integer that fits, otherwise 0.
     int eventCounter() const { return m_eventCounter; }
 
     QByteArray toJson() const
     {
-        if (m_size == 0)
+        qsizetype const size = m_bytes.size() - m_replaced;
+        if (size == 0)
             return QByteArrayLiteral("{}");
 
-        // Each member is led by a comma, and the first one's gives way to the bracket.
-        QByteArray object(m_size + 1, Qt::Uninitialized);
+        QByteArray object(size + 1, Qt::Uninitialized);
         char *at = object.data();
-        for (int word = 0; word < wordCount; ++word) {
+        for (unsigned word = 0; word < wordCount; ++word) {
             for (quint64 taken = m_taken[word]; taken != 0; taken &= taken - 1) {
-                Member const &next = m_members[word * 64 + static_cast<int>(qCountTrailingZeroBits(taken))];
-                *at++ = ',';
+                Member const &next = m_members[word * 64 + qCountTrailingZeroBits(taken)];
                 at = json::writeLiteral(at, {m_bytes.at(next.begin), next.size});
             }
         }
-        object.front() = '{';
-        *at = '}';
+        json::writeObject(object.data(), at);
         return object;
     }
 
 private:
+    /// A key's bytes with its value's.
     struct Member
     {
         qsizetype begin;
         qsizetype size;
     };
 
-    static constexpr int wordCount = (CatalogueIndex::propertyCount + 63) / 64;
+    static constexpr unsigned wordCount = (CatalogueIndex::propertyCount + 63) / 64;
+
+    static constexpr quint64 bitOf(unsigned place) { return Q_UINT64_C(1) << (place % 64); }
 
     /// Keeps what the diagnostic line shows. The bytes do not tell: a null among them may have been a number.
-    void keepForLine(Property property, QVariant const &value)
+    Q_NEVER_INLINE void keepForLine(Property property, QVariant &&value)
     {
         // What is neither a string nor a number has no plain form, or has just been given one.
         int const type = value.metaType().id();
         if (property == Property::EventId) {
-            m_eventId = type == QMetaType::QString ? value.toString() : m_plainForm.value_or(QJsonValue()).toString();
+            m_eventId = type == QMetaType::QString ? std::move(*static_cast<QString *>(value.data()))
+                                                   : m_plainForm.value_or(QJsonValue()).toString();
         } else if (type == QMetaType::Int) {
-            m_eventCounter = value.toInt();
+            m_eventCounter = *static_cast<int const *>(value.constData());
         } else {
             m_eventCounter
                 = (isNumber(type) ? QJsonValue::fromVariant(value) : m_plainForm.value_or(QJsonValue())).toInt(0);
@@ -691,17 +691,13 @@ private:
         return m_bytes.size() - begin == 2 && (first == '"' || first == '[' || first == '{');
     }
 
-    /// Puts a member into its place, or takes away what is there when it has no bytes.
-    void put(int place, Member member)
+    /// Takes away the member that is in a place, if there is one.
+    void takeAway(unsigned place)
     {
-        quint64 &taken = m_taken[place / 64];
-        quint64 const bit = Q_UINT64_C(1) << (place % 64);
-        if (taken & bit)
-            m_size -= m_members[place].size + 1;
-        m_members[place] = member;
-        taken = member.size > 0 ? taken | bit : taken & ~bit;
-        if (member.size > 0)
-            m_size += member.size + 1;
+        if (m_taken[place / 64] & bitOf(place)) {
+            m_replaced += m_members[place].size;
+            m_taken[place / 64] &= ~bitOf(place);
+        }
     }
 
     JsonBuffer m_bytes;
@@ -709,7 +705,7 @@ private:
     QString m_eventId;
     int m_eventCounter = 0;
     quint64 m_taken[wordCount] = {};
-    qsizetype m_size = 0; // Of all members, each with its comma.
+    qsizetype m_replaced = 0; // So many of the bytes are of members that have been taken away.
     Member m_members[CatalogueIndex::propertyCount];
 };
 

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <analytics/jsonwriter_p.h>
 #include <analytics/records.h>
 
 #include <string_view>
@@ -18,7 +19,7 @@ namespace analytics {
 /// A field that is left out when it is empty or absent, unless it is always written.
 template <typename Record, typename Value> struct Member
 {
-    std::string_view key;
+    json::Key key;
     Value Record::*field;
     bool isAlways;
 };
@@ -26,14 +27,14 @@ template <typename Record, typename Value> struct Member
 /// Fields of the record that stand in an object of their own, which is always written.
 template <typename... Members> struct Group
 {
-    std::string_view key;
+    json::Key key;
     std::tuple<Members...> members;
 };
 
 /// A list, left out when it is empty. The form is the description of an element's object, or one of the two below.
 template <typename Record, typename Element, typename Form> struct List
 {
-    std::string_view key;
+    json::Key key;
     QList<Element> Record::*field;
     Form form;
 };
@@ -89,7 +90,7 @@ template <typename... Members> constexpr bool isSorted(std::tuple<Members...> co
     return std::apply(
         [](auto const &...member) {
             std::string_view before;
-            bool const isInOrder = ((before < member.key && (before = member.key, true)) && ...);
+            bool const isInOrder = ((before < member.key.name() && (before = member.key.name(), true)) && ...);
             return isInOrder && (isSortedInside(member) && ...);
         },
         members);

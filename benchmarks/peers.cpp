@@ -178,13 +178,13 @@ template <typename Record, typename Value>
 void addRow(Tree &tree, Record const &record, Member<Record, Value> const &member)
 {
     if (isWritten(record, member))
-        tree[std::string(member.key)] = treeOf(record.*member.field);
+        tree[std::string(member.key.name())] = treeOf(record.*member.field);
 }
 
 template <typename Record, typename... Members>
 void addRow(Tree &tree, Record const &record, Group<Members...> const &group)
 {
-    tree[std::string(group.key)] = treeOf(record, group.members);
+    tree[std::string(group.key.name())] = treeOf(record, group.members);
 }
 
 template <typename Record, typename Element, typename Form>
@@ -195,7 +195,7 @@ void addRow(Tree &tree, Record const &record, List<Record, Element, Form> const 
     Tree array = Tree::array();
     for (Element const &element : record.*list.field)
         array.push_back(treeOf(element, list.form));
-    tree[std::string(list.key)] = std::move(array);
+    tree[std::string(list.key.name())] = std::move(array);
 }
 
 template <typename Record, typename... Rows> Tree treeOf(Record const &record, std::tuple<Rows...> const &rows)
@@ -268,14 +268,14 @@ void writeRow(Writer &writer, Record const &record, Member<Record, Value> const 
 {
     if (!isWritten(record, member))
         return;
-    writeKey(writer, member.key);
+    writeKey(writer, member.key.name());
     write(writer, record.*member.field);
 }
 
 template <typename Record, typename... Members>
 void writeRow(Writer &writer, Record const &record, Group<Members...> const &group)
 {
-    writeKey(writer, group.key);
+    writeKey(writer, group.key.name());
     write(writer, record, group.members);
 }
 
@@ -284,7 +284,7 @@ void writeRow(Writer &writer, Record const &record, List<Record, Element, Form> 
 {
     if (!isWritten(record, list))
         return;
-    writeKey(writer, list.key);
+    writeKey(writer, list.key.name());
     writer.StartArray();
     for (Element const &element : record.*list.field)
         write(writer, element, list.form);

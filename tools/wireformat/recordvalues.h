@@ -61,14 +61,14 @@ template <typename Record, typename Field> Member memberOf(analytics::Member<Rec
 {
     Value value = FieldValue<Field>::value();
     value.mayBeEmpty = row.isAlways;
-    return {toString(row.key), value, row.isAlways};
+    return {toString(row.key.name()), value, row.isAlways};
 }
 
 template <typename... Members> Member memberOf(analytics::Group<Members...> const &row)
 {
     Value value = object(row.members);
     value.mayBeEmpty = true;
-    return {toString(row.key), value, true};
+    return {toString(row.key.name()), value, true};
 }
 
 template <typename Element> Value elementOf(analytics::PlainText)
@@ -95,7 +95,7 @@ Member memberOf(analytics::List<Record, Element, Form> const &row)
     Value value{Value::Kind::List};
     value.element = {elementOf<Element>(row.form)};
     value.element.first().mayBeEmpty = true;
-    return {toString(row.key), value, false};
+    return {toString(row.key.name()), value, false};
 }
 
 template <typename... Rows> Value object(std::tuple<Rows...> const &rows)
