@@ -7,6 +7,7 @@
 #include <QtCore/QJsonArray>
 #include <QtCore/QJsonDocument>
 #include <QtCore/QJsonObject>
+#include <QtCore/QLoggingCategory>
 #include <QtCore/QPoint>
 #include <QtCore/QRegularExpression>
 #include <QtCore/QUrl>
@@ -152,6 +153,11 @@ static void addColumns()
     QTest::addColumn<QByteArray>("json");
 }
 
+static QVariant wholes(std::initializer_list<qlonglong> numbers)
+{
+    return QVariantList(numbers.begin(), numbers.end());
+}
+
 static void addRow(char const *name, QVariant const &value, QByteArray const &json)
 {
     QTest::newRow(name) << value << json;
@@ -193,6 +199,7 @@ private Q_SLOTS:
     void characters() { compare(); }
     void texts_data();
     void texts() { compare(); }
+    void placesInTexts();
     void containers_data();
     void containers() { compare(); }
     void times_data();
@@ -300,6 +307,13 @@ void ValueEncodingTest::numbers_data()
     addRow("qlonglong highest",     of(highest<qlonglong>), "9223372036854775807");
     addRow("qlonglong 2^53 + 1",    of(qlonglong(9007199254740993)), "9007199254740993");
     addRow("qlonglong 1e16",        of(qlonglong(10000000000000000)), "10000000000000000");
+    addRow("1 to 4 digits",         wholes({9, 10, 99, 100, 999, 1000, 1023, 1024, 9999}), "[9,10,99,100,999,1000,1023,1024,9999]");
+    addRow("5 to 8 digits",         wholes({10000, 99999, 100000, 999999, 1000000, 9999999, 10000000, 99999999}), "[10000,99999,100000,999999,1000000,9999999,10000000,99999999]");
+    addRow("9 and 10 digits",       wholes({100000000, 999999999, 1000000000, 4294967295, 4294967296, 8589934592, 9999999999}), "[100000000,999999999,1000000000,4294967295,4294967296,8589934592,9999999999]");
+    addRow("11 to 13 digits",       wholes({10000000000, 99999999999, 100000000000, 999999999999, 1000000000000, 9999999999999}), "[10000000000,99999999999,100000000000,999999999999,1000000000000,9999999999999]");
+    addRow("14 to 16 digits",       wholes({10000000000000, 99999999999999, 100000000000000, 999999999999999, 1000000000000000, 9999999999999999}), "[10000000000000,99999999999999,100000000000000,999999999999999,1000000000000000,9999999999999999]");
+    addRow("17 to 19 digits",       wholes({10000000000000000, 99999999999999999, 100000000000000000, 999999999999999999, 1000000000000000000}), "[10000000000000000,99999999999999999,100000000000000000,999999999999999999,1000000000000000000]");
+    addRow("negative",              wholes({-9, -10, -99, -100, -1023, -4294967295, -4294967296, -999999999999999999, -1000000000000000000}), "[-9,-10,-99,-100,-1023,-4294967295,-4294967296,-999999999999999999,-1000000000000000000]");
     addRow("qulonglong 0",          of(qulonglong(0)), "0");
     addRow("qulonglong 2^63 - 1",   of(qulonglong(9223372036854775807u)), "9223372036854775807");
     // Beyond what a signed integer holds it is a double after all.
@@ -363,6 +377,32 @@ void ValueEncodingTest::characters_data()
         addRow("char16_t",          of(u'z'), QT_VERSION < QT_VERSION_CHECK(6, 5, 0) ? leftOut : R"("z")");
 }
 
+/// A text of each length up to three blocks, with each kind of character in each place.
+void ValueEncodingTest::placesInTexts()
+{
+    struct
+    {
+        char16_t unit;
+        QByteArray json;
+    } const kinds[] = {
+        {u'a', "a"},         {u' ', " "},         {u'!', "!"},         {u'#', "#"},         {u'[', "["},
+        {u']', "]"},         {0x7e, "~"},         {0x7f, "\x7f"},      {u'"', R"(\")"},     {u'\\', R"(\\)"},
+        {0x1f, R"(\u001f)"}, {0, R"(\u0000)"},    {u'\n', R"(\n)"},    {0x80, "\xc2\x80"},  {0x122, "Ģ"},
+        {0x15c, "Ŝ"},        {0x2022, "•"},       {0x8041, "聁"},      {0xd83d, R"(\ud83d)"}, {0xffff, "\xef\xbf\xbf"}};
+    QByteArray const letters = "abcdefghijklmnopqrstuvwxyz";
+    QLoggingCategory::setFilterRules(text("stbanalytics=false"));
+    for (qsizetype length = 1; length <= letters.size(); ++length) {
+        for (qsizetype place = 0; place < length; ++place) {
+            for (auto const &[unit, json] : kinds) {
+                QString value = QString::fromLatin1(letters.left(length));
+                value[place] = QChar(unit);
+                QCOMPARE(encoded(value), '"' + letters.left(place) + json + letters.mid(place + 1, length - place - 1) + '"');
+            }
+        }
+    }
+    QLoggingCategory::setFilterRules(QString());
+}
+
 void ValueEncodingTest::texts_data()
 {
     addColumns();
@@ -402,7 +442,7 @@ void ValueEncodingTest::texts_data()
     static char16_t const letters[] = {u'a', u'b', u'c', u'd', u'e'};
     addRow("letters in foreign memory", QString::fromRawData(reinterpret_cast<QChar const *>(letters + 3), 2), R"("de")");
 
-    // Plain characters go out four at a time.
+    // Plain characters go out four or eight at a time.
     addRow("quote after four",      text(R"(abcd")"), R"("abcd\"")");
     addRow("backslash after four",  text(R"(abcde\)"), R"("abcde\\")");
     addRow("escape after four",     text("abcdef\x1f"), R"("abcdef\u001f")");
