@@ -79,6 +79,7 @@ template <> Q_ALWAYS_INLINE bool copyPlain<4>(char16_t const *from, char *to)
 
 #if defined(__SSE2__) || defined(__ARM_NEON)
 
+/// In a vector register, which g++ and clang write alike for both processors.
 template <> Q_ALWAYS_INLINE bool copyPlain<8>(char16_t const *from, char *to)
 {
     using Units = quint16 __attribute__((vector_size(16)));
@@ -86,7 +87,8 @@ template <> Q_ALWAYS_INLINE bool copyPlain<8>(char16_t const *from, char *to)
     Units units;
     std::memcpy(&units, from, sizeof(units));
 
-    auto const notPlain = (units - u' ' > 0x7f - u' ') | (units == u'"') | (units == u'\\');
+    auto const each = [](quint16 unit) { return Units{unit, unit, unit, unit, unit, unit, unit, unit}; };
+    auto const notPlain = (units - each(u' ') > each(0x7f - u' ')) | (units == each(u'"')) | (units == each(u'\\'));
     quint64 halves[2];
     std::memcpy(halves, &notPlain, sizeof(halves));
     if (halves[0] | halves[1])
