@@ -1281,6 +1281,8 @@ void tst_Spool::changedState()
     auto spool = std::make_unique<Spool>(Spool::Limits());
     QCOMPARE(spool->open(folder()), QString());
     QCOMPARE(spool->losses().total(), 0);
+    QCOMPARE(spool->takeNotice(),
+             QStringLiteral("the spool was damaged: its clock and its counts of losses begin anew"));
     QVERIFY(spool->save());
     QCOMPARE(delivered(*spool).size(), 60);
     goesOn(std::move(spool));

@@ -97,19 +97,19 @@ static bool insertState(Database &database, SpoolClock const &clock, Losses cons
 }
 
 /// Reads the state, if it is there. What is known already may be newer: time and losses only grow. Returns how many
-/// packages there were; 0 if that is not known.
-static qint64 readState(Database &database, SpoolClock &clock, Losses &losses)
+/// packages there were; nothing if that is not known.
+static std::optional<qint64> readState(Database &database, SpoolClock &clock, Losses &losses)
 {
     Statement state(
         database,
         "SELECT time, wall_time, lost_to_quota, lost_to_age, lost_to_damage, refused, packages, checksum FROM state");
     if (!state.next())
-        return 0;
+        return {};
     StateNumbers numbers{};
     for (size_t i = 0; i < numbers.size(); ++i)
         numbers[i] = state.integer(static_cast<int>(i));
     if (state.integer(static_cast<int>(numbers.size())) != checksum(numbers))
-        return 0;
+        return {};
     SpoolClock then;
     then.resume(numbers[0], numbers[1]);
     if (then.now() > clock.now())
@@ -207,7 +207,8 @@ QString Spool::open(QString const &folder)
 
     Condition condition = m_database.open(m_path) ? inspect() : Condition::Unusable;
     if (condition == Condition::Sound) {
-        readState(m_database, m_clock, m_stored.losses);
+        if (!readState(m_database, m_clock, m_stored.losses) && m_stored.packages() > 0)
+            m_notice = QStringLiteral("the spool was damaged: its clock and its counts of losses begin anew");
         return save() ? QString() : m_problem;
     }
     m_problem = m_database.error();
@@ -620,7 +621,7 @@ qint64 Spool::copyReadable(Database &fresh, qint64 &copied, Losses &sums)
     {
         Database damaged;
         openDamaged(damaged, scanOf(m_path), firstPage(freshOf(m_path)));
-        known = readState(damaged, m_clock, sums);
+        known = readState(damaged, m_clock, sums).value_or(0);
         for (qint64 id : allIdsIn(damaged)) {
             if (m_delivered.count(id) != 0)
                 continue;
