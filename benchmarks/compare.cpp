@@ -63,9 +63,11 @@ public:
 
     void ReportRuns(std::vector<Run> const &runs) override
     {
-        for (Run const &run : runs)
-            std::fprintf(m_parent, "%.3f %.3f %s\n", run.GetAdjustedCPUTime(), run.counters.at("allocations").value,
-                         run.run_name.function_name.c_str());
+        for (Run const &run : runs) {
+            if (run.run_type == Run::RT_Iteration)
+                std::fprintf(m_parent, "%.3f %.3f %s\n", run.GetAdjustedCPUTime(), run.counters.at("allocations").value,
+                             run.run_name.function_name.c_str());
+        }
     }
 
 private:
@@ -248,5 +250,9 @@ int main(int argc, char **argv)
     }
     for (auto const &[work, cost] : costs)
         std::printf("%-42s %8.0f ns %6.0f allocations\n", work.c_str(), cost.nanoseconds, cost.allocations);
+    if (costs.size() != 9 * std::size(eventTypes)) {
+        std::fputs("some were not measured: there is no table\n", stderr);
+        return 1;
+    }
     printTable(provider);
 }
