@@ -103,9 +103,8 @@ void TestLoading::manyTimes()
         if (round == 10)
             early = allocatedBytes();
     }
-    // Where the stand-in for the host's log goes too, each leaves its category behind.
     qint64 const growth = allocatedBytes() - early;
-    QVERIFY2(growth <= qint64(90) * 512, qPrintable(QString::number(growth)));
+    QVERIFY2(growth <= qint64(90) * 32, qPrintable(QString::number(growth)));
     QVERIFY(!isLoaded(LOADING_HOST));
     QVERIFY(!isLoaded(STBANALYTICS));
 }
