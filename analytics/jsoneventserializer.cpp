@@ -675,6 +675,8 @@ private:
         if (property == Property::EventId) {
             m_eventId = type == QMetaType::QString ? std::move(*static_cast<QString *>(value.data()))
                                                    : m_plainForm.value_or(QJsonValue()).toString();
+            if (!m_eventId.data_ptr().isMutable()) // Characters in foreign memory may be gone by then.
+                m_eventId.detach();
         } else if (type == QMetaType::Int) {
             m_eventCounter = *static_cast<int const *>(value.constData());
         } else {

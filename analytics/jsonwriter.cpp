@@ -176,7 +176,7 @@ char *writeUnit(char *to, char16_t const *&from, char16_t const *end)
     return writeEscapedUnit(to, unit);
 }
 
-/// Writes what does not go out whole: a short string, or one from the first unit on that is not plain.
+/// Writes what is left of a string after the units that went out eight at a time.
 Q_NEVER_INLINE char *writeRest(char *to, char16_t const *from, char16_t const *end)
 {
     for (;;) {
@@ -216,10 +216,11 @@ struct PowersOfTen
 
 constexpr PowersOfTen powersOfTen;
 
+/// Of a number that is not zero.
 int digitsOf(quint64 number)
 {
     // A bit is worth 0.301 digits, which is right or one too few.
-    int const atLeast = (64 - static_cast<int>(qCountLeadingZeroBits(number | 1))) * 1233 >> 12;
+    int const atLeast = (64 - static_cast<int>(qCountLeadingZeroBits(number))) * 1233 >> 12;
     return number >= powersOfTen.powers[atLeast] ? atLeast + 1 : atLeast;
 }
 

@@ -13,9 +13,9 @@
  * @brief Compact JSON in one buffer of bytes, written exactly as Qt's own JSON classes write it.
  *
  * The functions write at a place and return where to go on; the caller has made room with JsonBuffer::room() for what
- * the roomFor() functions tell. So the place stays in a register while a record is written. Each member is led by a
- * comma, and the bracket that opens its object takes the first one's place; each element of a list is followed by one,
- * and the bracket that closes takes the last one's.
+ * the roomFor() functions tell, and for one key more. So the place stays in a register while a record is written. Each
+ * member is led by a comma, and the bracket that opens its object takes the first one's place; each element of a list is
+ * followed by one, and the bracket that closes takes the last one's.
  */
 
 namespace analytics {
@@ -80,7 +80,7 @@ private:
     quint8 m_size = 0;
 };
 
-/// Writing a key takes room for the longest, so that all are copied alike, without a look at their size.
+/// All keys are copied alike, without a look at their size: behind the last one there has to be room for the longest.
 constexpr qsizetype roomForKey = sizeof(Key);
 
 /// The room that a long string takes. No reserve for the worst is made for it: it would be six times its size.
@@ -121,6 +121,7 @@ inline char *writeLiteral(char *at, QByteArrayView json)
     return at + size;
 }
 
+/// Writes a number that is not zero.
 char *writeDigits(char *at, qint64 number);
 
 inline char *writeInteger(char *at, qint64 number)

@@ -61,7 +61,7 @@ FullProvider::FullProvider()
     auto const set = [this](Property property, auto const &value) {
         m_values[std::size_t(property)] = QVariant::fromValue(value);
     };
-    set(Property::EventId, QStringLiteral("6d7f5c04-5d4e-4a52-9f2e-0f4a3b1f7a11"));
+    set(Property::EventId, QString::fromLatin1("6d7f5c04-5d4e-4a52-9f2e-0f4a3b1f7a11")); // As one made for each event.
     set(Property::EventVersion, 1);
     set(Property::EventCounter, 1742);
     set(Property::Timestamp, Q_INT64_C(1795212000123));

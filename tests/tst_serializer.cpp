@@ -66,6 +66,7 @@ private Q_SLOTS:
     void diagnosticLine_data();
     void diagnosticLine();
     void diagnosticLineFollowsTheValues();
+    void idInForeignMemory();
     void pack_data();
     void pack();
 
@@ -377,6 +378,30 @@ void TestSerializer::diagnosticLineFollowsTheValues()
     QCOMPARE(LogCapture::lines[0].text, QStringLiteral("analytics event prepared: id = \"second\" counter = 0"));
     QCOMPARE(provider.asked.last(), Property::TotalItems);
     QCOMPARE(provider.linesWhenAsked, 0);
+}
+
+void TestSerializer::idInForeignMemory()
+{
+    // A host may make its ids in a buffer of its own, and use it again for the next value.
+    class Provider : public IPropertyProvider
+    {
+    public:
+        QVariant value(Property property, AnalyticsEventData const &) const override
+        {
+            if (property == Property::EventId)
+                return QString::fromRawData(buffer, 4);
+            std::fill(std::begin(buffer), std::end(buffer), u'x');
+            return {};
+        }
+
+        mutable QChar buffer[4] = {u'4', u'f', u'1', u'c'};
+    };
+
+    Provider const provider;
+    QCOMPARE(m_serializer.serialize(&provider, eventOf(EventType::SearchResult), {Property::EventId, Property::Uid}),
+             QByteArray(R"({"event_id":"4f1c"})"));
+    QCOMPARE(LogCapture::lines.size(), 1);
+    QCOMPARE(LogCapture::lines[0].text, QStringLiteral("analytics event prepared: id = \"4f1c\" counter = 0"));
 }
 
 void TestSerializer::pack_data()

@@ -10,6 +10,7 @@
 #include <QtCore/QLoggingCategory>
 #include <QtCore/QPoint>
 #include <QtCore/QRegularExpression>
+#include <QtCore/QScopeGuard>
 #include <QtCore/QUrl>
 #include <QtCore/QUuid>
 #include <QtTest/QTest>
@@ -391,6 +392,7 @@ void ValueEncodingTest::placesInTexts()
         {0x15c, "Ŝ"},        {0x2022, "•"},       {0x8041, "聁"},      {0xd83d, R"(\ud83d)"}, {0xffff, "\xef\xbf\xbf"}};
     QByteArray const letters = "abcdefghijklmnopqrstuvwxyz";
     QLoggingCategory::setFilterRules(text("stbanalytics=false"));
+    auto const loud = qScopeGuard([] { QLoggingCategory::setFilterRules(QString()); });
     for (qsizetype length = 1; length <= letters.size(); ++length) {
         for (qsizetype place = 0; place < length; ++place) {
             for (auto const &[unit, json] : kinds) {
@@ -400,7 +402,6 @@ void ValueEncodingTest::placesInTexts()
             }
         }
     }
-    QLoggingCategory::setFilterRules(QString());
 }
 
 void ValueEncodingTest::texts_data()
