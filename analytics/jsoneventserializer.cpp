@@ -551,7 +551,7 @@ public:
             }
         }
         std::transform(keys, end, m_keys, [](QLatin1String key) {
-            return std::string_view(key.data(), static_cast<std::size_t>(key.size()));
+            return json::Key({key.data(), static_cast<std::size_t>(key.size())});
         });
 
         std::fill(std::begin(m_places), std::end(m_places), quint8(noPlace));

@@ -193,12 +193,12 @@ struct DigitPairs
     constexpr DigitPairs()
     {
         for (int i = 0; i < 100; ++i) {
-            digits[2 * i] = static_cast<char>('0' + i / 10);
-            digits[2 * i + 1] = static_cast<char>('0' + i % 10);
+            digits[i][0] = static_cast<char>('0' + i / 10);
+            digits[i][1] = static_cast<char>('0' + i % 10);
         }
     }
 
-    char digits[200] = {};
+    char digits[100][2] = {};
 };
 
 constexpr DigitPairs digitPairs;
@@ -269,7 +269,7 @@ char *writeDigits(char *at, qint64 number)
     char *begin = end;
     auto const writePair = [&begin](unsigned pair) {
         begin -= 2;
-        std::memcpy(begin, &digitPairs.digits[2 * pair], 2);
+        std::memcpy(begin, digitPairs.digits[pair], 2);
     };
     for (; rest > std::numeric_limits<quint32>::max(); rest /= 100)
         writePair(static_cast<unsigned>(rest % 100));

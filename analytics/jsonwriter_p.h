@@ -14,8 +14,8 @@
  *
  * The functions write at a place and return where to go on; the caller has made room with JsonBuffer::room() for what
  * the roomFor() functions tell, and for one key more. So the place stays in a register while a record is written. Each
- * member is led by a comma, and the bracket that opens its object takes the first one's place; each element of a list is
- * followed by one, and the bracket that closes takes the last one's.
+ * member is led by a comma, and the bracket that opens its object takes the first one's place; each element of a list
+ * is followed by one, and the bracket that closes takes the last one's.
  */
 
 namespace analytics {
@@ -61,7 +61,7 @@ class Key
 {
 public:
     constexpr Key() = default;
-    constexpr Key(std::string_view name)
+    explicit constexpr Key(std::string_view name)
         : m_size(static_cast<quint8>(name.size() + 4))
     {
         m_bytes[0] = ',';

@@ -52,24 +52,24 @@ struct NamedText
 template <typename Record, typename Value>
 constexpr Member<Record, Value> member(std::string_view key, Value Record::*field)
 {
-    return {key, field, false};
+    return {json::Key(key), field, false};
 }
 
 template <typename Record, typename Value>
 constexpr Member<Record, Value> always(std::string_view key, Value Record::*field)
 {
-    return {key, field, true};
+    return {json::Key(key), field, true};
 }
 
 template <typename... Members> constexpr Group<Members...> group(std::string_view key, Members... members)
 {
-    return {key, {members...}};
+    return {json::Key(key), {members...}};
 }
 
 template <typename Record, typename Element, typename Form>
 constexpr List<Record, Element, Form> list(std::string_view key, QList<Element> Record::*field, Form form)
 {
-    return {key, field, form};
+    return {json::Key(key), field, form};
 }
 
 /// Whether a description's rows stand in the order of their keys, none twice, inside groups too.

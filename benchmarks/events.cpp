@@ -2,7 +2,9 @@
 #include "host.h"
 
 #include <analytics/analyticsmanager.h>
+#include <analytics/ipropertyprovider.h>
 #include <analytics/jsoneventserializer.h>
+#include <analytics/records.h>
 
 #include <benchmark/benchmark.h>
 
@@ -29,6 +31,48 @@ void serialize(benchmark::State &state, EventType type)
     for (auto _ : state)
         benchmark::DoNotOptimize(serializer.serialize(&provider, data, generic));
     reportAllocations(state, heapAllocations() - before);
+}
+
+/// Has one value, and nothing else.
+class OneValue : public IPropertyProvider
+{
+public:
+    explicit OneValue(QVariant value)
+        : m_value(std::move(value))
+    {
+    }
+
+    QVariant value(Property property, AnalyticsEventData const &) const override
+    {
+        return property == Property::Query ? m_value : QVariant();
+    }
+
+private:
+    QVariant m_value;
+};
+
+void serializeOne(benchmark::State &state, QVariant const &value)
+{
+    OneValue const provider(value);
+    JsonEventSerializer const serializer;
+    qsizetype bytes = 0;
+    for (auto _ : state)
+        bytes += serializer.serialize(&provider, eventOf(EventType::SearchResult), {}).size();
+    state.SetBytesProcessed(bytes);
+    state.SetItemsProcessed(static_cast<std::int64_t>(state.iterations()) * state.range(0));
+}
+
+void text(benchmark::State &state)
+{
+    serializeOne(state, QString(state.range(0), u'a'));
+}
+
+void records(benchmark::State &state)
+{
+    QVariantList list;
+    for (std::int64_t i = 0; i < state.range(0); ++i)
+        list.append(QVariant::fromValue(Channel{1000 + i, 2000 + i}));
+    serializeOne(state, list);
 }
 
 void pack(benchmark::State &state)
@@ -79,6 +123,8 @@ void appendEvent(benchmark::State &state, EventPriority priority)
 BENCHMARK_CAPTURE(serialize, SqmMetrics, EventType::SqmMetrics);
 BENCHMARK_CAPTURE(serialize, KivoStatus, EventType::KivoStatus);
 BENCHMARK_CAPTURE(serialize, PlaybackStart, EventType::PlaybackStart);
+BENCHMARK(text)->RangeMultiplier(10)->Range(1000, 1'000'000);
+BENCHMARK(records)->RangeMultiplier(10)->Range(100, 100'000);
 BENCHMARK(pack)->Arg(1)->Arg(100)->Arg(10000);
 BENCHMARK_CAPTURE(appendEvent, Low, EventPriority::Low);
 BENCHMARK_CAPTURE(appendEvent, Medium, EventPriority::Medium);
