@@ -104,7 +104,7 @@ void TestLoading::manyTimes()
             early = allocatedBytes();
     }
     qint64 const growth = allocatedBytes() - early;
-    QVERIFY2(growth <= qint64(90) * 64, qPrintable(QString::number(growth)));
+    QVERIFY2(growth <= qint64(90) * 512, qPrintable(QString::number(growth)));
     QVERIFY(!isLoaded(LOADING_HOST));
     QVERIFY(!isLoaded(STBANALYTICS));
 }
