@@ -114,7 +114,7 @@ Reply sayNothing(Request const &)
 
 bool waitFor(std::function<bool()> const &isSo)
 {
-    return QTest::qWaitFor(isSo, 10'000);
+    return QTest::qWaitFor(isSo, 30'000);
 }
 
 /// Posts one request, and waits for what becomes of it.
@@ -870,11 +870,11 @@ public:
     {
         options.safe = [this](QByteArray const &) {
             m_reached.release();
-            m_released.tryAcquire(1, 10'000);
+            m_released.tryAcquire(1, 30'000);
         };
     }
 
-    bool isReached() { return m_reached.tryAcquire(1, 10'000); }
+    bool isReached() { return m_reached.tryAcquire(1, 30'000); }
     void release() { m_released.release(1'000'000); }
 
 private:

@@ -193,9 +193,10 @@ class Run:
 
 
 class Host:
-    """A box: runs of stbhost on one spool. The waits are short ones, as far as the options say nothing else."""
+    """A box: runs of stbhost on one spool. As far as the options say nothing else, the waits are short ones, and no flush
+    comes in the middle of an evening, which would make it a package longer."""
 
-    SHORT = ["--spread", "0", "--backoff", "0.05,0.2", "--linger", "30"]
+    USUAL = ["--spread", "0", "--backoff", "0.05,0.2", "--linger", "30", "--flush", "1000000"]
 
     def __init__(self, folder: Path, name: str = "box") -> None:
         self._files = folder / name
@@ -208,7 +209,7 @@ class Host:
               **process: Any) -> Run:
         """Starts a run on that script, or on standard input."""
         command = [*prefix, STBHOST, "--collector", url, "--spool", str(self.spool), "--box", self.name, "--echo",
-                   *self.SHORT, *map(str, options), *([str(script)] if script else [])]
+                   *self.USUAL, *map(str, options), *([str(script)] if script else [])]
         run = Run(command, self._files / str(len(self.runs)), **{"stdin": subprocess.DEVNULL, **process})
         self.runs.append(run)
         return run

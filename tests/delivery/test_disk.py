@@ -100,9 +100,8 @@ class FullDisk(DeliveryTest):
         """With neither disk nor collector what is in memory is lost, but not without a word."""
         collector = self.collector().reserve_port()
         run = self.fed_until_full(collector)
-        safe = len(run.reported())
         status, _ = run.terminated()
-        lost = 5 + EVENING_PACKAGES - safe
+        lost = 5 + EVENING_PACKAGES - len(run.reported())
         self.assertEqual(status, 1)
         self.assertTrue(run.says(f"stbhost: {lost} packages are lost: the spool cannot be written"), run.messages())
         self.disk.empty()

@@ -22,6 +22,9 @@ class Kills(DeliveryTest):
         collector = self.collector().start()
         host = self.host()
         small = self.script(zaps(200))
+        begin = time.monotonic()
+        self.ends_well(host.start(collector.url, EVENING))
+        evening = time.monotonic() - begin
         ways = [["--pace", 0.002, EVENING, EVENING], ["--live", "--interval", 0.01, "--flush", 0.05], [small]]
         stages = {"before the first report": 0, "with all that was reported delivered": 0,
                   "with packages to deliver": 0}
@@ -30,7 +33,7 @@ class Kills(DeliveryTest):
             if number % 5 == 0:
                 self.change(collector, number // 5)
             run = host.start(collector.url, *ways[number % 3])
-            time.sleep(chance.uniform(0, chance.choice((0.03, 0.4))))
+            time.sleep(chance.uniform(0, chance.choice((0.1, 3))) * evening)
             host.end()
             reported = sum(len(each.reported()) for each in host.runs)
             if not run.reported():
