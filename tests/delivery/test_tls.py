@@ -40,6 +40,19 @@ class Tls(DeliveryTest):
         self.evening(collector, host)
         self.assertEqual(len(self.nothing_is_lost(collector, host).received), EVENING_EVENTS)
 
+    def test_trusted_by_the_system(self) -> None:
+        """Without --ca the system's own certificates count, which in a mount namespace of its own are others."""
+        certificates = self.folder / "certificates"
+        certificates.mkdir()
+        (certificates / "ca.pem").write_bytes(self.ca.read_bytes())
+        system = ["unshare", "--mount", "sh", "-c", 'mount --bind "$0" /etc/ssl/certs && exec "$@"', str(certificates)]
+        if subprocess.run([*system, "true"], capture_output=True).returncode:
+            self.skipTest("nothing can be mounted here")
+        collector = self.certified("IP:127.0.0.1")
+        host = self.host()
+        self.assertEqual(self.ends_well(host.start(collector.url, script=EVENING, prefix=system)).pending, 0)
+        self.assertEqual(len(self.nothing_is_lost(collector, host).received), EVENING_EVENTS)
+
     def refused(self, collector: Collector, host: Host, reason: str, *options: str) -> None:
         """The host says why in one line, and stops reporting."""
         run = host.start(collector.url, *options, "--quiet", script=EVENING)
