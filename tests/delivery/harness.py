@@ -279,6 +279,13 @@ class DeliveryTest(unittest.TestCase):
         path.write_text(text)
         return path
 
+    def preloaded(self, source: str) -> dict[str, str]:
+        """The environment of a host some of whose system calls are those of a source beside this one."""
+        library = self.folder / f"{source}.so"
+        subprocess.run([os.environ.get("CC", "cc"), "-shared", "-fPIC", "-o", library,
+                        Path(__file__).with_name(source), "-ldl"], check=True)
+        return {"LD_PRELOAD": str(library)}
+
     def ends_well(self, run: Run) -> Summary:
         """Waits for the end of a run that is to end well."""
         self.assertEqual(run.ended(), 0, run.messages())

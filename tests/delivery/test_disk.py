@@ -12,6 +12,7 @@ from typing import Callable
 from harness import EVENING, EVENING_EVENTS, EVENING_PACKAGES, Clock, Collector, DeliveryTest, Run, end, until, zaps
 
 PAGE = 4096
+SECTOR = 512
 
 
 class SmallDisk:
@@ -189,9 +190,10 @@ def overwrite(path: Path, offset: int, content: bytes) -> None:
 class Damage(DeliveryTest):
     """What can be read of a damaged spool is delivered; what it was is kept, and what is gone is counted."""
 
-    def delivered(self, damage: Callable[[Path], None], notices: int = 1, is_closed: bool = True) -> tuple[int, int]:
-        """Fills a spool with two evenings, damages it, and has it delivered. Returns how many packages are missing, of
-        130, and how many the host says it has lost."""
+    def delivered(self, damage: Callable[[Path], dict[str, str] | None], notices: int = 1,
+                  is_closed: bool = True) -> tuple[int, int]:
+        """Fills a spool with two evenings, damages it, and has it delivered, in the environment that the damage needs.
+        Returns how many packages are missing, of 130, and how many the host says it has lost."""
         self.folder = Path(tempfile.mkdtemp(dir=self.folder))
         collector = self.collector().reserve_port()
         host = self.host()
@@ -200,9 +202,9 @@ class Damage(DeliveryTest):
         if is_closed:
             self.ends_well(run)
         end(run.process)
-        damage(host.spool / "spool.db")
+        environment = damage(host.spool / "spool.db")
         collector.start()
-        run = host.start(collector.url)
+        run = host.start(collector.url, env=environment or {})
         summary = self.ends_well(run)
         self.assertEqual(summary.pending, 0)
         messages = run.messages()
@@ -227,6 +229,15 @@ class Damage(DeliveryTest):
         def damage(path: Path) -> None:
             content = path.read_bytes()
             overwrite(path, content.index(b"playback_start/") // PAGE * PAGE, random.Random(1).randbytes(PAGE))
+        missing, told = self.delivered(damage)
+        self.assertIn(missing, range(1, 13))
+        self.assertEqual(told, missing)
+
+    def test_bad_sector(self) -> None:
+        """What the disk does not give back is no more than the page that it is in."""
+        def damage(path: Path) -> dict[str, str]:
+            sector = path.read_bytes().index(b"playback_start/") // SECTOR * SECTOR
+            return {**self.preloaded("badsector.c"), "BAD_SECTOR": f"{path.stat().st_ino}:{sector}"}
         missing, told = self.delivered(damage)
         self.assertIn(missing, range(1, 13))
         self.assertEqual(told, missing)

@@ -1,9 +1,7 @@
 """SIGTERM ends a host within the time of --linger and a moment, whatever it is doing: everything is sent or spooled."""
 
-import os
 import signal
 import subprocess
-from pathlib import Path
 
 from harness import EVENING, EVENING_EVENTS, EVENING_PACKAGES, Collector, DeliveryTest, Host, Run, until, zaps
 
@@ -62,18 +60,11 @@ class Stop(DeliveryTest):
         self.assertEqual(run.summary().sent, 0)
         self.assertGreater(collector.count("repeats"), 0)
 
-    def slow_disk(self) -> dict[str, str]:
-        """The environment of a host whose disk is a busy one."""
-        library = self.folder / "slowdisk.so"
-        source = Path(__file__).with_name("slowdisk.c")
-        subprocess.run([os.environ.get("CC", "cc"), "-shared", "-fPIC", "-o", library, source, "-ldl"], check=True)
-        return {"LD_PRELOAD": str(library)}
-
     def test_stopped_while_the_disk_is_busy(self) -> None:
         """What is still queued then is spooled, even if there is no time to deliver it."""
         collector = self.collector().start()
         host = self.host()
-        run = host.start(collector.url, "--linger", 0, *LIVE, env=self.slow_disk())
+        run = host.start(collector.url, "--linger", 0, *LIVE, env=self.preloaded("slowdisk.c"))
         until(run.reported, "packages are reported")
         prepared = len(run.prepared())
         until(lambda: len(run.prepared()) > prepared + 5, "events wait for the disk")
@@ -83,7 +74,7 @@ class Stop(DeliveryTest):
         """What is on its way to the disk is not forgotten: it is delivered before the host goes."""
         collector = self.collector().start()
         host = self.host()
-        summary = self.ends_well(host.start(collector.url, script=self.script(zaps(1)), env=self.slow_disk()))
+        summary = self.ends_well(host.start(collector.url, script=self.script(zaps(1)), env=self.preloaded("slowdisk.c")))
         self.assertEqual((summary.sent, summary.pending), (1, 0))
         self.nothing_is_lost(collector, host)
 
