@@ -22,6 +22,7 @@ class Kills(DeliveryTest):
         collector = self.collector().start()
         host = self.host()
         small = self.script(zaps(200))
+        # What this machine takes for an evening is the measure of the moments.
         begin = time.monotonic()
         self.ends_well(host.start(collector.url, EVENING))
         evening = time.monotonic() - begin
