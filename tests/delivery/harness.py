@@ -193,8 +193,8 @@ class Run:
 
 
 class Host:
-    """A box: runs of stbhost on one spool. As far as the options say nothing else, the waits are short ones, and no flush
-    comes in the middle of an evening, which would make it a package longer."""
+    """A box: runs of stbhost on one spool. As far as the options say nothing else, the waits are short ones, and no
+    flush comes in the middle of an evening, which would make it a package longer."""
 
     USUAL = ["--spread", "0", "--backoff", "0.05,0.2", "--linger", "30", "--flush", "1000000"]
 

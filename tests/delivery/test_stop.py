@@ -74,7 +74,8 @@ class Stop(DeliveryTest):
         """What is on its way to the disk is not forgotten: it is delivered before the host goes."""
         collector = self.collector().start()
         host = self.host()
-        summary = self.ends_well(host.start(collector.url, script=self.script(zaps(1)), env=self.preloaded("slowdisk.c")))
+        run = host.start(collector.url, script=self.script(zaps(1)), env=self.preloaded("slowdisk.c"))
+        summary = self.ends_well(run)
         self.assertEqual((summary.sent, summary.pending), (1, 0))
         self.nothing_is_lost(collector, host)
 
