@@ -1,5 +1,5 @@
 # What `cmake --install` gives: component Runtime is what a box needs, Development what a host is built with, Testing what
-# its tests are built with.
+# its tests are built with. A host that has this project as a subdirectory installs the component Runtime with its own.
 include(CMakePackageConfigHelpers)
 include(GNUInstallDirs)
 
@@ -8,6 +8,12 @@ set(stbanalytics_installed stbanalytics)
 if(stbanalytics_logging_is_standin)
     list(APPEND stbanalytics_installed stbanalytics_standin)
 endif()
+if(NOT STBANALYTICS_INSTALL)
+    install(TARGETS ${stbanalytics_installed}
+        LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT Runtime NAMELINK_SKIP)
+    return()
+endif()
+
 set(stbanalytics_include_dir ${CMAKE_INSTALL_INCLUDEDIR}/stbanalytics)
 set(stbanalytics_package_dir ${CMAKE_INSTALL_LIBDIR}/cmake/stbanalytics)
 
