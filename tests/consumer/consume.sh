@@ -1,6 +1,8 @@
 #!/bin/sh
 # Builds the host beside this script against the library and runs it: consume.sh WAY SOURCE BUILD WORK HEADERS [EMULATOR...]
-# WAY is package, pkgconfig or subdirectory. SOURCE and BUILD are the library's folders, WORK is emptied and used.
+# WAY is package, pkgconfig, subdirectory, or one of two that build the library anew, by the README's command for a box:
+# logging_elsewhere, with a liblogging that stands elsewhere, and size, without a host.
+# SOURCE and BUILD are the library's folders, WORK is emptied and used.
 set -eu
 way=$1 source=$2 build=$3 work=$4 headers=$5
 shift 5
@@ -9,46 +11,109 @@ rm -rf "$work"
 mkdir -p "$work"
 prefix=$work/prefix
 
+fail() {
+    echo "$way: $1" >&2
+    exit 1
+}
+
 # The same compilers, processor and Qt as the library's.
 cached() { sed -n "s/^$1:[A-Z]*=//p" "$build/CMakeCache.txt"; }
+compiler=$(cached CMAKE_CXX_COMPILER)
 cross=
 for variable in CMAKE_TOOLCHAIN_FILE CMAKE_SYSROOT CROSS_TRIPLET CROSS_EMULATORS; do
     [ -z "$(cached CMAKE_TOOLCHAIN_FILE)" ] || cross="$cross -D$variable=$(cached $variable)"
 done
-configure() {
+
+# by_cmake OPTIONS...: the host, in $work/host.
+by_cmake() {
     # shellcheck disable=SC2086 # a list of words
     cmake -S "$consumer" -B "$work/host" -G Ninja "-DHEADERS=$headers" \
-        "-DCMAKE_BUILD_TYPE=$(cached CMAKE_BUILD_TYPE)" "-DCMAKE_CXX_COMPILER=$(cached CMAKE_CXX_COMPILER)" \
+        "-DCMAKE_BUILD_TYPE=$(cached CMAKE_BUILD_TYPE)" "-DCMAKE_CXX_COMPILER=$compiler" \
         "-DCMAKE_CXX_FLAGS=$(cached CMAKE_CXX_FLAGS)" $cross "$@"
     cmake --build "$work/host"
 }
 
-[ "$way" = subdirectory ] || cmake --install "$build" --prefix "$prefix" >"$work/install.log"
+# by_package OPTIONS...: not by CMAKE_PREFIX_PATH: a cross build looks for that below its sysroot.
+by_package() {
+    by_cmake "$@" "-Dstbanalytics_DIR=$(dirname "$(find "$prefix" -name stbanalyticsConfig.cmake)")"
+}
+
+# The host in $work/consumer. Its language is newer than the library's. Qt's headers are the system's, whose warnings are
+# none of ours; pkg-config alone names them as if they were a project's own.
+by_pkgconfig() {
+    PKG_CONFIG_PATH=$(dirname "$(find "$prefix" -name stbanalytics.pc)")
+    export PKG_CONFIG_PATH
+    # shellcheck disable=SC2046 # lists of words
+    "$compiler" -std=c++20 -DNEWER_THAN=201703 -fPIC -Wall -Wextra -Wpedantic -Wshadow -Wconversion -Werror \
+        -DQT_NO_KEYWORDS $(cached CMAKE_CXX_FLAGS) $(pkg-config --cflags-only-I Qt6Core | sed 's/-I */-isystem /g') \
+        $(pkg-config --cflags stbanalytics) "$consumer/main.cpp" -o "$work/consumer" $(pkg-config --libs stbanalytics) \
+        "-Wl,-rpath,$(dirname "$PKG_CONFIG_PATH")"
+}
+
+# build_release LOGGING: the library, as the README tells to build it for a box, in a folder that later runs find again.
+release=$(dirname "$work")/release
+build_release() {
+    options=$(sed -n 's/^cmake -B build\/box //p' "$source/README.md")
+    [ -n "$options" ] || fail "the README has no command that begins with \"cmake -B build/box\""
+    # shellcheck disable=SC2086 # a list of words
+    cmake -S "$source" -B "$release" $options "-DCMAKE_CXX_COMPILER=$compiler" "-DSTBANALYTICS_LOGGING=$1"
+    cmake --build "$release" --target stbanalytics
+}
+
+# check PROGRAM [EMULATOR...]: it ends well, and says what it should.
+check() {
+    program=$1
+    shift
+    "$@" "$program" >"$work/output" 2>"$work/log"
+    printf '%s\n' '{"events":[{"channel":{"channel_id":7,"program_id":42}}]}' pause_live | diff - "$work/output"
+}
+
 case $way in
 package)
-    # Not by CMAKE_PREFIX_PATH: a cross build looks for that below its sysroot.
-    configure "-Dstbanalytics_DIR=$(dirname "$(find "$prefix" -name stbanalyticsConfig.cmake)")"
-    program=$work/host/consumer
-    ;;
-subdirectory)
-    configure "-DSTBANALYTICS_SOURCE_DIR=$source"
-    program=$work/host/consumer
+    cmake --install "$build" --prefix "$prefix" >"$work/install.log"
+    by_package
+    check "$work/host/consumer" "$@"
+    "$@" "$work/host/consumer_test" 2>>"$work/log"
     ;;
 pkgconfig)
-    description=$(find "$prefix" -name stbanalytics.pc)
-    sed -i "s|^prefix=.*|prefix=$prefix|" "$description" # Installed for the test, not where it is going to be.
-    PKG_CONFIG_PATH=$(dirname "$description")
-    export PKG_CONFIG_PATH
-    program=$work/consumer
-    # Without -Wconversion: Qt's headers are no system headers to pkg-config, and one of them earns it.
-    # shellcheck disable=SC2046 # lists of words
-    "$(cached CMAKE_CXX_COMPILER)" -fPIC -Wall -Wextra -Wpedantic -Wshadow -Werror -DQT_NO_KEYWORDS \
-        $(cached CMAKE_CXX_FLAGS) $(pkg-config --cflags stbanalytics) \
-        "$consumer/main.cpp" -o "$program" $(pkg-config --libs stbanalytics) \
-        "-Wl,-rpath,$prefix/$(cached CMAKE_INSTALL_LIBDIR)"
+    cmake --install "$build" --prefix "$work/first" >"$work/install.log"
+    mv "$work/first" "$prefix"
+    by_pkgconfig
+    check "$work/consumer" "$@"
+    ;;
+subdirectory)
+    by_cmake "-DSTBANALYTICS_SOURCE_DIR=$source"
+    ! grep -E '^(BUILD_TESTING|CTEST_|DART_)' "$work/host/CMakeCache.txt" || fail "that is the host's to decide"
+    "$@" "$work/host/consumer_test" 2>"$work/log"
+    cmake --install "$work/host" --prefix "$prefix" >"$work/install.log"
+    check "$prefix/bin/consumer" "$@"
+    [ ! -e "$prefix/include" ] || fail "the library's headers are installed, which no box needs"
+    ;;
+logging_elsewhere)
+    mkdir "$work/elsewhere"
+    cp "$build/tests/hostlogging/liblogging.so" "$work/elsewhere"
+    build_release "$work/elsewhere/liblogging.so"
+    for component in Runtime Development; do
+        cmake --install "$release" --prefix "$prefix" --component $component >>"$work/install.log"
+    done
+    headers=
+    by_package -DKIT=
+    by_pkgconfig
+    export LD_LIBRARY_PATH="$work/elsewhere"
+    for program in "$work/host/consumer" "$work/consumer"; do
+        check "$program" "$@"
+        grep -q "^host's log: " "$work/log" || fail "the library has not found the liblogging that it was built with"
+    done
+    ;;
+size)
+    if [ "$(uname -m)" != x86_64 ]; then
+        echo "skipped: the limit is that of x86_64"
+        exit 77
+    fi
+    build_release ""
+    strip -o "$work/stripped" "$release/analytics/libstbanalytics.so"
+    size=$(stat -c %s "$work/stripped")
+    echo "libstbanalytics.so has $size bytes"
+    [ "$size" -lt 150000 ] || fail "150,000 bytes or more"
     ;;
 esac
-
-"$@" "$program" >"$work/output" 2>"$work/log"
-[ "$way" = pkgconfig ] || "$@" "${program}_test" 2>>"$work/log"
-printf '%s\n' '{"events":[{"channel":{"channel_id":7,"program_id":42}}]}' pause_live | diff - "$work/output"

@@ -9,6 +9,10 @@
 
 using namespace analytics;
 
+#ifdef NEWER_THAN
+static_assert(__cplusplus > NEWER_THAN, "the library's flags have taken the place of the host's own language standard");
+#endif
+
 class Provider : public IPropertyProvider
 {
     QVariant value(Property property, AnalyticsEventData const &event) const override
