@@ -1,15 +1,15 @@
 #!/bin/sh
 # Builds the host beside this script against the library and runs it: consume.sh WAY SOURCE BUILD WORK HEADERS [EMULATOR...]
 # WAY is package, pkgconfig, subdirectory, or one of two that build the library anew, by the README's command for a box:
-# logging_elsewhere, with a liblogging that stands elsewhere, and size, without a host.
+# logging_elsewhere, with a liblogging that stands elsewhere and an absolute folder to install to, and size, without a host.
 # SOURCE and BUILD are the library's folders, WORK is emptied and used.
 set -eu
 way=$1 source=$2 build=$3 work=$4 headers=$5
 shift 5
 consumer=$(cd "$(dirname "$0")" && pwd)
 rm -rf "$work"
-mkdir -p "$work"
 prefix=$work/prefix
+mkdir -p "$prefix" "$work/libraries"
 
 fail() {
     echo "$way: $1" >&2
@@ -35,13 +35,13 @@ by_cmake() {
 
 # by_package OPTIONS...: not by CMAKE_PREFIX_PATH: a cross build looks for that below its sysroot.
 by_package() {
-    by_cmake "$@" "-Dstbanalytics_DIR=$(dirname "$(find "$prefix" -name stbanalyticsConfig.cmake)")"
+    by_cmake "$@" "-Dstbanalytics_DIR=$(dirname "$(find "$prefix" "$work/libraries" -name stbanalyticsConfig.cmake)")"
 }
 
 # The host in $work/consumer. Its language is newer than the library's. Qt's headers are the system's, whose warnings are
 # none of ours; pkg-config alone names them as if they were a project's own.
 by_pkgconfig() {
-    PKG_CONFIG_PATH=$(dirname "$(find "$prefix" -name stbanalytics.pc)")
+    PKG_CONFIG_PATH=$(dirname "$(find "$prefix" "$work/libraries" -name stbanalytics.pc)")
     export PKG_CONFIG_PATH
     # shellcheck disable=SC2046 # lists of words
     "$compiler" -std=c++20 -DNEWER_THAN=201703 -fPIC -Wall -Wextra -Wpedantic -Wshadow -Wconversion -Werror \
@@ -50,13 +50,13 @@ by_pkgconfig() {
         "-Wl,-rpath,$(dirname "$PKG_CONFIG_PATH")"
 }
 
-# build_release LOGGING: the library, as the README tells to build it for a box, in a folder that later runs find again.
+# build_release OPTIONS...: the library, as the README tells to build it for a box, in a folder that later runs find again.
 release=$(dirname "$work")/release
 build_release() {
     options=$(sed -n 's/^cmake -B build\/box //p' "$source/README.md")
     [ -n "$options" ] || fail "the README has no command that begins with \"cmake -B build/box\""
     # shellcheck disable=SC2086 # a list of words
-    cmake -S "$source" -B "$release" $options "-DCMAKE_CXX_COMPILER=$compiler" "-DSTBANALYTICS_LOGGING=$1"
+    cmake -S "$source" -B "$release" $options "-DCMAKE_CXX_COMPILER=$compiler" "$@"
     cmake --build "$release" --target stbanalytics
 }
 
@@ -77,8 +77,11 @@ package)
     ;;
 pkgconfig)
     cmake --install "$build" --prefix "$work/first" >"$work/install.log"
-    mv "$work/first" "$prefix"
+    mv -T "$work/first" "$prefix"
     by_pkgconfig
+    DESTDIR=$work/sysroot cmake --install "$build" --prefix /usr --component Development >>"$work/install.log"
+    find "$work/sysroot" -name stbanalytics.pc -exec grep -x prefix=/usr {} + ||
+        fail "pkg-config would put a sysroot in front of this prefix twice"
     check "$work/consumer" "$@"
     ;;
 subdirectory)
@@ -92,9 +95,10 @@ subdirectory)
 logging_elsewhere)
     mkdir "$work/elsewhere"
     cp "$build/tests/hostlogging/liblogging.so" "$work/elsewhere"
-    build_release "$work/elsewhere/liblogging.so"
+    build_release "-DSTBANALYTICS_LOGGING=$work/elsewhere/liblogging.so" \
+        "-DCMAKE_INSTALL_PREFIX=$prefix" "-DCMAKE_INSTALL_LIBDIR=$work/libraries"
     for component in Runtime Development; do
-        cmake --install "$release" --prefix "$prefix" --component $component >>"$work/install.log"
+        cmake --install "$release" --component $component >>"$work/install.log"
     done
     headers=
     by_package -DKIT=
@@ -110,7 +114,7 @@ size)
         echo "skipped: the limit is that of x86_64"
         exit 77
     fi
-    build_release ""
+    build_release -DSTBANALYTICS_LOGGING=
     strip -o "$work/stripped" "$release/analytics/libstbanalytics.so"
     size=$(stat -c %s "$work/stripped")
     echo "libstbanalytics.so has $size bytes"
