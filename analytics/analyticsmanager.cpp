@@ -56,6 +56,9 @@ template <typename Values> QList<typename Values::value_type> copied(Values cons
 AnalyticsManagerPrivate::AnalyticsManagerPrivate(AnalyticsManager *manager)
     : q(manager)
 {
+    // Static objects are destroyed in reverse order: the list has to exist before a manager does, as one that is static
+    // itself may report from its owner's destructor.
+    genericProperties();
     q->setObjectName(QStringLiteral("AnalyticsManager")); // Here, so that nothing is lost where it fails.
 }
 

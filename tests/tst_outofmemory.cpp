@@ -305,7 +305,7 @@ class TestOutOfMemory : public QObject
 
 private Q_SLOTS:
     void initTestCase();
-    void firstEvent();
+    void firstManager();
     void oneEvent_data();
     void oneEvent();
     void plainForm_data() { oneEvent_data(); }
@@ -329,17 +329,15 @@ void TestOutOfMemory::initTestCase()
     })));
 }
 
-/// Stands first: what is made on first use has not been made yet.
-void TestOutOfMemory::firstEvent()
+/// Stands first: the first manager makes a list that stays, which is one block. Another one follows the one that fails.
+void TestOutOfMemory::firstManager()
 {
     QCOMPARE(wrongAllocations(false,
                               [](Shortage shortage) {
-                                  ReadySerializer serializer;
-                                  Box box(serializer);
-                                  bool const isThrough
-                                      = comesThrough(shortage, [&box] { box.append(1, EventPriority::Low); });
-                                  box.append(2, EventPriority::Medium);
-                                  return outcomeOf(areSent(box.sender, {isThrough ? numbers(1, 2) : numbers(2, 2)}));
+                                  int const blocksBefore = blocksInUse;
+                                  comesThrough(shortage, [] { AnalyticsManager const manager; });
+                                  AnalyticsManager();
+                                  return outcomeOf(blocksInUse == blocksBefore + 1);
                               }),
              QList<int>());
 }

@@ -1,0 +1,8 @@
+#include "farewell.h"
+
+static Farewell farewell;
+
+int main()
+{
+    farewell.report(1);
+}
