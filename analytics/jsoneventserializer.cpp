@@ -501,7 +501,8 @@ static Written writeOther(JsonBuffer &out, QVariant const &value, std::optional<
         }
         break;
     case QMetaType::QStringList:
-        writeList(out, *static_cast<QStringList const *>(data), writeString);
+        writeList(out, *static_cast<QStringList const *>(data),
+                  [](JsonBuffer &elements, QString const &element) { writeString(elements, element); });
         return Written::Value;
     case QMetaType::QVariantList:
         writeList(out, *static_cast<QVariantList const *>(data), [](JsonBuffer &elements, QVariant const &element) {
