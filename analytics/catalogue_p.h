@@ -6,7 +6,9 @@
 #include <QtCore/QLatin1String>
 #include <QtCore/QList>
 
+#include <cstddef>
 #include <initializer_list>
+#include <string_view>
 
 namespace analytics {
 
@@ -34,6 +36,50 @@ struct EventRow
     EventPriority priority;
     std::initializer_list<Property> properties;
 };
+
+/// How many enumerators a table has to know: one more than the last that its rows name.
+template <typename Row, std::size_t count, typename Enum>
+constexpr int endOf(Row const (&rows)[count], Enum Row::*enumerator)
+{
+    int end = 0;
+    for (Row const &row : rows) {
+        if (static_cast<int>(row.*enumerator) >= end)
+            end = static_cast<int>(row.*enumerator) + 1;
+    }
+    return end;
+}
+
+/// How many rows name an enumerator.
+template <typename Row, std::size_t count, typename Enum>
+constexpr int rowsOf(int value, Row const (&rows)[count], Enum Row::*enumerator)
+{
+    int found = 0;
+    for (Row const &row : rows)
+        found += static_cast<int>(row.*enumerator) == value;
+    return found;
+}
+
+/// Whether the rows name each enumerator, from a first one on, so many times at least and at most.
+template <typename Row, std::size_t count, typename Enum>
+constexpr bool nameEach(Row const (&rows)[count], Enum Row::*enumerator, int first, int atLeast, int atMost)
+{
+    for (Row const &row : rows) {
+        if (static_cast<int>(row.*enumerator) < first)
+            return false;
+    }
+    for (int value = first; value < endOf(rows, enumerator); ++value) {
+        int const found = rowsOf(value, rows, enumerator);
+        if (found < atLeast || found > atMost)
+            return false;
+    }
+    return true;
+}
+
+/// Whether an enumeration names a value: both compilers spell one that it does not as a number behind a cast.
+template <auto value> constexpr bool isEnumerator()
+{
+    return std::string_view(__PRETTY_FUNCTION__).find("= (") == std::string_view::npos;
+}
 
 // clang-format off
 
@@ -182,6 +228,11 @@ static constexpr PropertyKeyRow propertyKeyRows[] = {
     {Property::ZapTime,                "zap_time"},
 };
 
+static_assert(nameEach(propertyKeyRows, &PropertyKeyRow::property, 0, 1, 2),
+              "propertyKeyRows: a property has no row, or too many of them");
+static_assert(!isEnumerator<Property(endOf(propertyKeyRows, &PropertyKeyRow::property))>(),
+              "propertyKeyRows: a property that was added has no row with its JSON key");
+
 [[gnu::cold]] static QHash<Property, QLatin1String> makePropertyKeys()
 {
     QHash<Property, QLatin1String> table;
@@ -242,6 +293,11 @@ static constexpr EventRow eventRows[] = {
 };
 
 // clang-format on
+
+static_assert(nameEach(eventRows, &EventRow::type, 1, 1, 1),
+              "eventRows: a type of event has no row or two of them, or Invalid has one");
+static_assert(!isEnumerator<EventType(endOf(eventRows, &EventRow::type))>(),
+              "eventRows: a type of event that was added has no row with its name, priority and properties");
 
 [[gnu::cold]] static QHash<EventType, EventProperties> makeEventTable()
 {

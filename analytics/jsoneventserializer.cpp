@@ -532,9 +532,10 @@ namespace {
 class CatalogueIndex
 {
 public:
-    static constexpr int propertyCount = 139;
-    static constexpr int eventTypeCount = 43;
+    static constexpr int propertyCount = endOf(propertyKeyRows, &PropertyKeyRow::property);
+    static constexpr int eventTypeCount = endOf(eventRows, &EventRow::type);
     static constexpr unsigned noPlace = 0xff;
+    static_assert(propertyCount <= int(noPlace), "a place no longer fits its quint8");
 
     [[gnu::cold]] CatalogueIndex()
     {
