@@ -4,7 +4,7 @@
 #include <analytics/diagnosticline_p.h>
 #include <analytics/ipropertyprovider.h>
 #include <analytics/jsonwriter_p.h>
-#include <analytics/recordmembers_p.h>
+#include <analytics/recordwriter_p.h>
 
 #include <QtCore/QJsonArray>
 #include <QtCore/QJsonDocument>
@@ -19,156 +19,12 @@ namespace analytics {
 
 // Records
 
-// How much room a value needs, whether it is left out, and its bytes, by the kind of field.
-
-static qsizetype roomFor(QString const &text)
-{
-    return json::roomForString(text);
-}
-
-template <typename Number> static constexpr qsizetype roomFor(Number const &)
-{
-    return json::roomForNumber;
-}
-
-static bool isEmpty(QString const &text)
-{
-    return text.isEmpty();
-}
-
-template <typename Number> static bool isEmpty(std::optional<Number> const &number)
-{
-    return !number.has_value();
-}
-
-static constexpr bool isEmpty(int)
-{
-    return false;
-}
-
-static char *write(char *at, QString const &text)
-{
-    return json::writeString(at, text);
-}
-
-template <typename Number> static char *write(char *at, std::optional<Number> const &number)
-{
-    if constexpr (std::is_floating_point_v<Number>)
-        return json::writeNumber(at, static_cast<double>(*number));
-    else if constexpr (sizeof(Number) < sizeof(qint64))
-        return json::writeInteger(at, *number);
-    else
-        return json::writeCounter(at, *number);
-}
-
-static char *write(char *at, int number)
-{
-    return json::writeInteger(at, number);
-}
-
-// The same for an element of a list, and for an object of rows.
-
-static qsizetype roomFor(QString const &text, PlainText)
-{
-    return roomFor(text);
-}
-
-static qsizetype roomFor(TextPair const &pair, NamedText)
-{
-    return roomFor(pair.first) + roomFor(pair.second) + 3;
-}
-
-static char *write(char *at, QString const &text, PlainText)
-{
-    return write(at, text);
-}
-
-static char *write(char *at, TextPair const &pair, NamedText)
-{
-    *at++ = '{';
-    at = write(at, pair.first);
-    *at++ = ':';
-    at = write(at, pair.second);
-    *at++ = '}';
-    return at;
-}
-
-template <typename Record, typename... Rows>
-static qsizetype roomFor(Record const &record, std::tuple<Rows...> const &rows);
-
-template <typename Record, typename... Rows>
-static char *write(char *at, Record const &record, std::tuple<Rows...> const &rows);
-
-template <typename Record, typename Value>
-static qsizetype roomForRow(Record const &record, Member<Record, Value> const &member)
-{
-    return member.key.size() + roomFor(record.*member.field);
-}
-
-template <typename Record, typename... Members>
-static qsizetype roomForRow(Record const &record, Group<Members...> const &group)
-{
-    return group.key.size() + roomFor(record, group.members);
-}
-
-template <typename Record, typename Element, typename Form>
-static qsizetype roomForRow(Record const &record, List<Record, Element, Form> const &list)
-{
-    qsizetype bytes = list.key.size() + 2;
-    for (Element const &element : record.*list.field)
-        bytes += roomFor(element, list.form) + 1;
-    return bytes;
-}
-
-template <typename Record, typename Value>
-static char *writeRow(char *at, Record const &record, Member<Record, Value> const &member)
-{
-    Value const &value = record.*member.field;
-    if (!member.isAlways && isEmpty(value))
-        return at;
-    return write(json::writeKey(at, member.key), value);
-}
-
-template <typename Record, typename... Members>
-static char *writeRow(char *at, Record const &record, Group<Members...> const &group)
-{
-    return write(json::writeKey(at, group.key), record, group.members);
-}
-
-template <typename Record, typename Element, typename Form>
-static char *writeRow(char *at, Record const &record, List<Record, Element, Form> const &list)
-{
-    QList<Element> const &elements = record.*list.field;
-    if (elements.isEmpty())
-        return at;
-    at = json::writeKey(at, list.key);
-    *at++ = '[';
-    for (Element const &element : elements) {
-        at = write(at, element, list.form);
-        *at++ = ',';
-    }
-    return json::writeEndOfList(at);
-}
-
-template <typename Record, typename... Rows>
-static qsizetype roomFor(Record const &record, std::tuple<Rows...> const &rows)
-{
-    return std::apply([&](auto const &...row) { return (roomForRow(record, row) + ... + 2); }, rows);
-}
-
-template <typename Record, typename... Rows>
-static char *write(char *at, Record const &record, std::tuple<Rows...> const &rows)
-{
-    char *const begin = at;
-    std::apply([&](auto const &...row) { ((at = writeRow(at, record, row)), ...); }, rows);
-    return json::writeObject(begin, at);
-}
-
 template <typename Record> static void writeRecord(JsonBuffer &out, void const *data)
 {
-    static_assert(isSorted(members<Record>), "rows stand in the order of their keys");
+    static_assert(isDescribed<Record>, "this record has no members<...> in recordmembers_p.h");
+    static_assert(isSorted(members<Record>), "the members of a record stand in the order of their keys, none twice");
     Record const &record = *static_cast<Record const *>(data);
-    char *const begin = out.room(roomFor(record, members<Record>) + json::roomForKey);
+    char *const begin = out.room(maxBytes(record, members<Record>) + json::roomForKey);
     out.setEnd(write(begin, record, members<Record>));
 }
 
@@ -228,6 +84,7 @@ constexpr RecordType recordTypes[] = {
     recordType<MessageTarget>("analytics::MessageTarget"),
 };
 constexpr std::size_t recordTypeCount = std::size(recordTypes);
+static_assert(recordTypeCount < 32, "more records than the bits of a quint32: take a quint64 for the sets of records");
 constexpr quint32 allRecords = (1u << recordTypeCount) - 1;
 
 /// Finds a record type by its name, which is by what Qt itself tells types apart. Here are no meta-type objects of the
@@ -272,7 +129,8 @@ private:
 };
 
 constexpr RecordNames recordNames;
-static_assert(recordNames.isComplete(), "no two names share a place");
+static_assert(recordNames.isComplete(),
+              "two of the recordTypes share a place: try other factors in placeOf(), or more places");
 
 /**
  * @brief Knows which record types are registered with Qt.

@@ -5,12 +5,13 @@
 
 #include <string_view>
 #include <tuple>
+#include <type_traits>
 
 /**
  * @file
  * @brief What each record's JSON object holds: the one place where the keys of records are spelled.
  *
- * A description is a tuple of the four kinds below. Whoever writes, documents or checks records walks it with
+ * A description is a tuple of the three kinds below. Whoever writes, documents or checks records walks it with
  * std::apply. Rows stand in the order of their keys, which is the order on the wire.
  */
 
@@ -98,6 +99,9 @@ template <typename... Members> constexpr bool isSorted(std::tuple<Members...> co
 
 /// The description of each record.
 template <typename Record> inline constexpr auto members = nullptr;
+
+template <typename Record>
+inline constexpr bool isDescribed = !std::is_null_pointer_v<std::remove_const_t<decltype(members<Record>)>>;
 
 inline constexpr PlainText plainText;
 inline constexpr NamedText namedText;

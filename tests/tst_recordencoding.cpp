@@ -1,6 +1,7 @@
 #include "support.h"
 
 #include <analytics/records.h>
+#include <analytics/recordwriter_p.h>
 
 #include <QtTest/QTest>
 
@@ -30,6 +31,37 @@ static QVariant with(Type Record::*field, typename std::common_type<Type>::type 
     record.*field = value;
     return of(record);
 }
+
+/// Types of fields that lack something of what is needed to write them.
+struct WithoutMaxBytes
+{
+};
+struct WithoutIsEmpty
+{
+};
+struct WithoutWrite
+{
+};
+
+namespace analytics {
+
+template <> struct FieldWriter<WithoutMaxBytes>
+{
+    static bool isEmpty(WithoutMaxBytes const &);
+    static char *write(char *at, WithoutMaxBytes const &);
+};
+template <> struct FieldWriter<WithoutIsEmpty>
+{
+    static qsizetype maxBytes(WithoutIsEmpty const &);
+    static char *write(char *at, WithoutIsEmpty const &);
+};
+template <> struct FieldWriter<WithoutWrite>
+{
+    static qsizetype maxBytes(WithoutWrite const &);
+    static bool isEmpty(WithoutWrite const &);
+};
+
+} // namespace analytics
 
 static QVariant amongNulls(QVariant const &record)
 {
@@ -70,6 +102,8 @@ private Q_SLOTS:
     void emptyAmongNulls() { compare(); }
     void setAmongNulls_data();
     void setAmongNulls() { compare(); }
+    void fieldTypes_data();
+    void fieldTypes();
 
 private:
     void compare();
@@ -727,6 +761,40 @@ void RecordEncodingTest::setAmongNulls_data()
 }
 
 // clang-format on
+
+void RecordEncodingTest::fieldTypes_data()
+{
+    QTest::addColumn<bool>("isTaken");
+    QTest::addColumn<bool>("isExpected");
+
+    // clang-format off
+    QTest::newRow("QString")             << isFieldType<QString>               << true;
+    QTest::newRow("int")                 << isFieldType<int>                   << true;
+    QTest::newRow("optional qint8")      << isFieldType<std::optional<qint8>>  << true;
+    QTest::newRow("optional quint64")    << isFieldType<std::optional<quint64>> << true;
+    QTest::newRow("optional float")      << isFieldType<std::optional<float>>  << true;
+
+    QTest::newRow("bool")                << isFieldType<bool>                  << false;
+    QTest::newRow("qint64")              << isFieldType<qint64>                << false;
+    QTest::newRow("double")              << isFieldType<double>                << false;
+    QTest::newRow("QByteArray")          << isFieldType<QByteArray>            << false;
+    QTest::newRow("QStringList")         << isFieldType<QStringList>           << false;
+    QTest::newRow("optional bool")       << isFieldType<std::optional<bool>>   << false;
+    QTest::newRow("optional QString")    << isFieldType<std::optional<QString>> << false;
+    QTest::newRow("optional QByteArray") << isFieldType<std::optional<QByteArray>> << false;
+    QTest::newRow("without maxBytes")    << isFieldType<WithoutMaxBytes>       << false;
+    QTest::newRow("without isEmpty")     << isFieldType<WithoutIsEmpty>        << false;
+    QTest::newRow("without write")       << isFieldType<WithoutWrite>          << false;
+    // clang-format on
+}
+
+/// A field of any other type does not compile.
+void RecordEncodingTest::fieldTypes()
+{
+    QFETCH(bool, isTaken);
+    QFETCH(bool, isExpected);
+    QCOMPARE(isTaken, isExpected);
+}
 
 QTEST_GUILESS_MAIN(RecordEncodingTest)
 #include "tst_recordencoding.moc"
