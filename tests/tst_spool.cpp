@@ -1,4 +1,4 @@
-#include <stbhost/delivery/spool.h>
+#include "spoolsupport.h"
 
 #include <QtCore/QFile>
 #include <QtCore/QMap>
@@ -43,95 +43,6 @@ extern "C" int fsync(int)
 extern "C" int fdatasync(int)
 {
     return 0;
-}
-
-/// The files of a spool, as they are on the disk.
-struct Image
-{
-    QByteArray database;
-    QByteArray log;
-};
-
-static constexpr int pageSize = 4096;
-static constexpr int everything = 100'000'000;
-
-static QByteArray read(QString const &path)
-{
-    QFile file(path);
-    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
-}
-
-static void write(QString const &path, QByteArray const &bytes)
-{
-    QFile file(path);
-    if (!file.open(QIODevice::WriteOnly) || file.write(bytes) != bytes.size())
-        qFatal("%s: %s", qPrintable(path), qPrintable(file.errorString()));
-}
-
-static QString databaseOf(QString const &folder)
-{
-    return folder + QLatin1String("/spool.db");
-}
-
-static QString damagedOf(QString const &folder)
-{
-    return databaseOf(folder) + QLatin1String(".damaged");
-}
-
-static Image imageOf(QString const &folder)
-{
-    return {read(databaseOf(folder)), read(databaseOf(folder) + QLatin1String("-wal"))};
-}
-
-static void writeImage(QString const &folder, Image const &image)
-{
-    write(databaseOf(folder), image.database);
-    QString const log = databaseOf(folder) + QLatin1String("-wal");
-    QFile::remove(log);
-    if (!image.log.isEmpty())
-        write(log, image.log);
-}
-
-/// Runs SQL on a spool that no one has open, and returns the first column of its first row.
-static QByteArray sql(QString const &path, QByteArray const &text)
-{
-    Database database;
-    if (!database.open(path))
-        qFatal("%s: %s", qPrintable(path), qPrintable(database.error()));
-    Statement statement(database, text.constData());
-    QByteArray const result = statement.next() ? statement.bytes(0) : QByteArray();
-    if (statement.hasFailed())
-        qFatal("%s: %s", text.constData(), qPrintable(database.error()));
-    return result;
-}
-
-static QList<QByteArray> bodiesOf(QList<Package> const &packages)
-{
-    QList<QByteArray> bodies;
-    for (Package const &package : packages)
-        bodies.append(package.body);
-    return bodies;
-}
-
-static QList<QByteArray> keysOf(QList<Package> const &packages)
-{
-    QList<QByteArray> keys;
-    for (Package const &package : packages)
-        keys.append(package.key);
-    return keys;
-}
-
-/// Everything that a spool has to send, in the order in which it sends it.
-static QList<Package> delivered(Spool &spool)
-{
-    QList<Package> packages;
-    while (!spool.take(everything, everything).isEmpty()) {
-        packages += spool.taken();
-        spool.delivered();
-        if (packages.size() > everything)
-            qFatal("the spool gives without end");
-    }
-    return packages;
 }
 
 class tst_Spool : public QObject
@@ -206,31 +117,6 @@ void tst_Spool::init()
     sinceBoot = 50;
     m_directory = std::make_unique<QTemporaryDir>();
     QVERIFY(m_directory->isValid());
-}
-
-/// Adds packages, each a word that begins with h where its priority is high. Further letters tell what is done at once
-/// with a package: after "!" it is refused.
-static void addWords(Spool &spool, QByteArray const &words)
-{
-    for (QByteArray const &word : words.split(' ')) {
-        bool const isRefused = word.endsWith('!');
-        QByteArray body = word.left(word.size() - (isRefused ? 1 : 0));
-        // Each takes 250 bytes of the quota, 200 of which are for its row.
-        body = body.leftJustified(50, '.');
-        spool.add(body, word.startsWith('h'));
-        if (isRefused) {
-            spool.take(everything, 1);
-            spool.refused(QStringLiteral("why not"));
-        }
-    }
-}
-
-static QByteArray wordsOf(QList<Package> const &packages)
-{
-    QList<QByteArray> words;
-    for (Package const &package : packages)
-        words.append(package.body.left(package.body.indexOf('.')));
-    return words.join(' ');
 }
 
 void tst_Spool::order_data()
@@ -928,13 +814,6 @@ struct Originals
 
 } // namespace
 
-static QByteArray randomBytes(std::mt19937 &random, qsizetype size)
-{
-    QByteArray bytes(size, Qt::Uninitialized);
-    std::generate(bytes.begin(), bytes.end(), [&] { return static_cast<char>(random()); });
-    return bytes;
-}
-
 static QSet<qsizetype> pagesOf(QByteArray const &body, QByteArray const &database)
 {
     constexpr qsizetype slice = 50;
@@ -1209,8 +1088,8 @@ void tst_Spool::changedLetter()
     QCOMPARE(spool->losses().damage, 1);
     QCOMPARE(spool->takeNotice(),
              QStringLiteral("the spool was damaged: 50 packages taken over, 1 lost; what it was is ")
-                 + databaseOf(folder()) + QLatin1String(".damaged"));
-    QVERIFY(QFile::exists(databaseOf(folder()) + QLatin1String(".damaged")));
+                 + damagedOf(folder()));
+    QVERIFY(QFile::exists(damagedOf(folder())));
     QCOMPARE(spool->refusedCount(), 0);
     QCOMPARE(spool->pending(), 0);
     goesOn(std::move(spool));
