@@ -1,6 +1,7 @@
 #include "spoolsupport.h"
 
-#include <QtCore/QFile>
+#include <QtCore/QDir>
+#include <QtCore/QFileInfo>
 #include <QtCore/QMap>
 #include <QtCore/QRegularExpression>
 #include <QtCore/QSet>
@@ -60,6 +61,7 @@ private Q_SLOTS:
     void reopened();
     void deliveredIsGone();
     void refusedIsSetAside();
+    void rows();
 
     void quota_data();
     void quota();
@@ -70,6 +72,7 @@ private Q_SLOTS:
     void ageSparesWhatIsTaken();
     void ageWhileOff_data();
     void ageWhileOff();
+    void tooOldAndTooMuch();
     void clock_data();
     void clock();
     void clockGoesOn();
@@ -80,14 +83,21 @@ private Q_SLOTS:
     void diskFull();
     void diskFullWhileSending();
     void memoryLimit();
+    void memoryLimitSparesWhatIsTaken();
+    void rolledBack();
+    void logLimit_data();
+    void logLimit();
+    void files();
     void firstVersion();
 
     void brokenPage_data();
     void brokenPage();
     void brokenPages();
+    void brokenFirstPages();
     void changedFirstPage();
     void changedLetter_data();
     void changedLetter();
+    void changedLetterBeforeSave();
     void changedClass_data();
     void changedClass();
     void changedState_data();
@@ -322,6 +332,57 @@ void tst_Spool::refusedIsSetAside()
              QByteArray("n1: HTTP 422 n\xC3\xA4h,n2: HTTP 422 n\xC3\xA4h"));
 }
 
+void tst_Spool::rows()
+{
+    Spool spool({});
+    QCOMPARE(spool.open(folder()), QString());
+    // The file of a spool that is in use is another's to read only as a copy.
+    auto const read = [this](QByteArray const &text) {
+        QTemporaryDir copy;
+        writeImage(copy.path(), imageOf(folder()));
+        return sql(databaseOf(copy.path()), text);
+    };
+    QByteArray const packages = "SELECT id, class, created, length(key), rtrim(body, '.'), ifnull(reason, 'NULL')"
+                                " FROM package ORDER BY id";
+    QByteArray const state = "SELECT id, time, wall_time, lost_to_quota, lost_to_age, lost_to_damage, refused, packages"
+                             " FROM state";
+    sinceBoot += 20;
+    addWords(spool, "n1! n2");
+    QVERIFY(spool.save());
+    sinceBoot += 7;
+    wallTime += 5;
+    addWords(spool, "h3 n4 n5 h6");
+    QCOMPARE(read(packages),
+             QByteArray("1|0|20|36|n1|why not\n"
+                        "2|1|20|36|n2|"));
+    QCOMPARE(read(state), QByteArray("1|20|1700000000|0|0|0|1|2"));
+    spool.countDropped(8);
+    QVERIFY(spool.save());
+    QCOMPARE(read(packages),
+             QByteArray("1|0|20|36|n1|why not\n"
+                        "2|1|20|36|n2|\n"
+                        "3|2|27|36|h3|\n"
+                        "4|1|27|36|n4|\n"
+                        "5|1|27|36|n5|\n"
+                        "6|2|27|36|h6|"));
+    QCOMPARE(read(state), QByteArray("1|27|1700000005|8|0|0|1|6"));
+
+    QCOMPARE(wordsOf(spool.take(everything, everything)), QByteArray("h3"));
+    spool.delivered();
+    QCOMPARE(wordsOf(spool.take(everything, everything)), QByteArray("h6"));
+    spool.refused(QStringLiteral("nor that"));
+    QCOMPARE(wordsOf(spool.take(everything, 2)), QByteArray("n2 n4"));
+    spool.delivered();
+    QVERIFY(spool.save());
+    QCOMPARE(read(packages),
+             QByteArray("1|0|20|36|n1|why not\n"
+                        "5|1|27|36|n5|\n"
+                        "6|0|27|36|h6|nor that"));
+    QCOMPARE(read(state), QByteArray("1|27|1700000005|8|0|0|2|3"));
+    QCOMPARE(read("SELECT group_concat(id) FROM (SELECT id FROM package INDEXED BY waiting ORDER BY class, id)"),
+             QByteArray("1,6,5"));
+}
+
 void tst_Spool::quota_data()
 {
     QTest::addColumn<QByteArray>("added");
@@ -506,6 +567,21 @@ void tst_Spool::ageWhileOff()
     QCOMPARE(spool.losses().age, lost);
     QCOMPARE(spool.pending(), 2 - lost);
     QCOMPARE(delivered(spool).size(), 2 - lost);
+}
+
+void tst_Spool::tooOldAndTooMuch()
+{
+    Spool spool({1000, std::chrono::seconds(100)});
+    QCOMPARE(spool.open(folder()), QString());
+    addWords(spool, "n1 n2 n3 n4");
+    QVERIFY(spool.save());
+    sinceBoot += 101;
+    addWords(spool, "n5 n6");
+    QVERIFY(spool.save());
+    // What goes because of its age leaves room.
+    QCOMPARE(spool.losses().age, 4);
+    QCOMPARE(spool.losses().quota, 0);
+    QCOMPARE(wordsOf(delivered(spool)), QByteArray("n5 n6"));
 }
 
 void tst_Spool::clock_data()
@@ -754,6 +830,122 @@ void tst_Spool::memoryLimit()
     QCOMPARE(spool.open(folder()), QString());
     QCOMPARE(spool.losses().quota, 4);
     QCOMPARE(spool.pending(), 4);
+}
+
+void tst_Spool::memoryLimitSparesWhatIsTaken()
+{
+    Spool spool({});
+    QCOMPARE(spool.open(folder()), QString());
+    FullDisk const full;
+    for (char name : QByteArray("abcd"))
+        spool.add(QByteArray(999'800, name), false);
+    QVERIFY(!spool.save());
+    QCOMPARE(spool.take(1, 1).first().body.at(0), 'a');
+    spool.add(QByteArray(999'800, 'e'), false);
+    QVERIFY(!spool.save());
+    QCOMPARE(spool.unsaved().front().body.at(0), 'a');
+    QCOMPARE(spool.losses().quota, 1);
+    spool.delivered();
+    QCOMPARE(spool.pending(), 3);
+    QList<Package> const packages = delivered(spool);
+    QCOMPARE(packages.size(), 3);
+    QCOMPARE(packages.at(0).body.at(0), 'c');
+    QCOMPARE(packages.at(1).body.at(0), 'd');
+    QCOMPARE(packages.at(2).body.at(0), 'e');
+    QCOMPARE(spool.pending(), 0);
+
+    // Nothing else may go, so the limit is exceeded.
+    spool.add(QByteArray(4'000'001, 'f'), false);
+    QCOMPARE(spool.take(1, 1).size(), 1);
+    spool.dropExcess();
+    QCOMPARE(spool.unsaved().size(), size_t(1));
+    spool.giveBack();
+    spool.dropExcess();
+    QVERIFY(spool.unsaved().empty());
+    QCOMPARE(spool.losses().quota, 2);
+}
+
+void tst_Spool::rolledBack()
+{
+    {
+        Spool spool({});
+        QCOMPARE(spool.open(folder()), QString());
+    }
+    // SQLite itself takes back what was changed when the disk is full, but not for every failure.
+    sql(databaseOf(folder()),
+        "CREATE TRIGGER no AFTER INSERT ON package WHEN substr(NEW.body, 1, 2) = CAST('n2' AS BLOB)"
+        " BEGIN SELECT RAISE(FAIL, 'not that one'); END");
+    {
+        Spool spool({1000, std::chrono::hours(1)});
+        QCOMPARE(spool.open(folder()), QString());
+        addWords(spool, "n0");
+        QVERIFY(spool.save());
+        addWords(spool, "n1 n2 n3 n4 n5");
+        QVERIFY(!spool.save());
+        QCOMPARE(spool.problem(), QStringLiteral("not that one"));
+        QCOMPARE(spool.pending(), 6);
+        QVERIFY(!spool.save());
+        QCOMPARE(spool.problem(), QStringLiteral("not that one"));
+        QCOMPARE(spool.losses().quota, 0);
+        QCOMPARE(wordsOf(spool.take(everything, 3)), QByteArray("n0 n1 n2"));
+        spool.delivered();
+        QVERIFY(spool.save());
+        QCOMPARE(spool.problem(), QString());
+        QCOMPARE(spool.pending(), 3);
+        QCOMPARE(spool.takeNotice(), QString());
+    }
+    QCOMPARE(sql(databaseOf(folder()), "SELECT rtrim(body, '.') FROM package"), QByteArray("n3\nn4\nn5"));
+}
+
+void tst_Spool::logLimit_data()
+{
+    QTest::addColumn<int>("rounds");
+    QTest::addColumn<int>("packages");
+    QTest::addColumn<qint64>("most");
+
+    // 256 pages and those of a last commit, each with 24 bytes of its own, and 32 for all.
+    QTest::newRow("many small changes") << 400 << 1 << qint64(32 + (256 + 8) * (4096 + 24));
+    // As large as the change, which is written at once, and then as large as it may stay.
+    QTest::newRow("a large change") << 2 << 1000 << qint64(1'048'576);
+}
+
+void tst_Spool::logLimit()
+{
+    QFETCH(int, rounds);
+    QFETCH(int, packages);
+    QFETCH(qint64, most);
+
+    Spool spool({});
+    QCOMPARE(spool.open(folder()), QString());
+    qint64 largest = 0;
+    for (int round = 0; round < rounds; ++round) {
+        for (int i = 0; i < packages; ++i)
+            spool.add(QByteArray(3000, 'x'), false);
+        QVERIFY(spool.save());
+        if (packages > 1) { // The next change overwrites the log.
+            QVERIFY(QFileInfo(logOf(folder())).size() > most);
+            addWords(spool, "n1");
+            QVERIFY(spool.save());
+        }
+        largest = std::max(largest, QFileInfo(logOf(folder())).size());
+    }
+    QVERIFY2(largest <= most, QByteArray::number(largest).constData());
+    // It has been full.
+    QVERIFY2(largest > 1'000'000, QByteArray::number(largest).constData());
+}
+
+void tst_Spool::files()
+{
+    auto const files = [this] { return QDir(folder()).entryList(QDir::Files, QDir::Name); };
+    {
+        Spool spool({});
+        QCOMPARE(spool.open(folder()), QString());
+        addWords(spool, "n1");
+        QVERIFY(spool.save());
+        // No third file, through which processes share a spool: it has one.
+        QCOMPARE(files(), QStringList({QStringLiteral("spool.db"), QStringLiteral("spool.db-wal")}));
+    }
+    QCOMPARE(files(), QStringList({QStringLiteral("spool.db")}));
 }
 
 void tst_Spool::firstVersion()
@@ -1034,6 +1226,36 @@ void tst_Spool::brokenPages()
     goesOn(std::move(spool));
 }
 
+void tst_Spool::brokenFirstPages()
+{
+    // Small ones follow the tables' first pages at once.
+    QByteArray words;
+    {
+        Spool spool({});
+        QCOMPARE(spool.open(folder()), QString());
+        for (int i = 0; i < 40; ++i) {
+            QByteArray const word = 'n' + QByteArray::number(i);
+            words += (i == 0 ? "" : " ") + word;
+            spool.add(word.leftJustified(1000, '.'), false);
+        }
+        QVERIFY(spool.save());
+    }
+    Image const sound = imageOf(folder());
+    QCOMPARE(pagesOfKind(0x0D, sound.database).mid(1, 3), QList<qsizetype>({4, 5, 6}));
+    // Each alone, and then those of the packages' table and of what SQLite knows of tables.
+    for (QList<qsizetype> const &pages : {QList<qsizetype>({0}), {1}, {2}, {3}, {0, 1}}) {
+        Image broken = sound;
+        for (qsizetype page : pages)
+            broken.database.replace(page * pageSize, pageSize, QByteArray(pageSize, '?'));
+        keep(broken);
+        auto spool = std::make_unique<Spool>(Spool::Limits());
+        QCOMPARE(spool->open(folder()), QString());
+        QCOMPARE(spool->takeNotice(), noticeOf(40, 0));
+        QCOMPARE(wordsOf(delivered(*spool)), words);
+        goesOn(std::move(spool));
+    }
+}
+
 void tst_Spool::changedFirstPage()
 {
     {
@@ -1093,6 +1315,47 @@ void tst_Spool::changedLetter()
     QCOMPARE(spool->refusedCount(), 0);
     QCOMPARE(spool->pending(), 0);
     goesOn(std::move(spool));
+}
+
+/// What is known in memory only does not go with the damage.
+void tst_Spool::changedLetterBeforeSave()
+{
+    Image changed = originals().image;
+    Package const &package = *originals().packages.find(30);
+    qsizetype const at = changed.database.indexOf(package.body);
+    changed.database[at] = changed.database.at(at) == '7' ? '8' : '7';
+    keep(changed);
+    {
+        Spool spool({});
+        QCOMPARE(spool.open(folder()), QString());
+        spool.countDropped(5);
+        addWords(spool, "n61");
+        QCOMPARE(spool.take(everything, 1).first().id, 4);
+        spool.refused(QStringLiteral("why not"));
+        QCOMPARE(spool.take(everything, 1).first().id, 11);
+        spool.delivered();
+        for (int i = 0; i < 7; ++i) { // The rest of those of high priority.
+            spool.take(everything, 1);
+            spool.delivered();
+        }
+        QCOMPARE(spool.pending(), 60 + 1 - 9);
+        spool.take(everything, everything);
+        // The refused one is among those that the file has, and eight are delivered.
+        QCOMPARE(spool.takeNotice(), noticeOf(51, 1));
+        QCOMPARE(spool.taken().size(), 51);
+        QCOMPARE(wordsOf({spool.taken().last()}), QByteArray("n61"));
+        spool.giveBack();
+        QCOMPARE(spool.pending(), 51);
+        QCOMPARE(spool.refusedCount(), 1);
+        QCOMPARE(spool.losses().refused, 1);
+        QCOMPARE(spool.losses().quota, 5);
+        QCOMPARE(spool.losses().damage, 1);
+        QVERIFY(spool.save());
+    }
+    QCOMPARE(
+        sql(databaseOf(folder()), "SELECT lost_to_quota, lost_to_age, lost_to_damage, refused, packages FROM state"),
+        QByteArray("5|0|1|1|52"));
+    QCOMPARE(sql(databaseOf(folder()), "SELECT class, count(*) FROM package GROUP BY class"), QByteArray("0|1\n1|51"));
 }
 
 void tst_Spool::changedClass_data()
