@@ -162,10 +162,12 @@ static bool copyDatabase(QString const &from, QString const &to)
     return target.flush();
 }
 
+/// The file goes first, since power may fail in between: finishRescue() removes a log that is left alone, but a file
+/// that is left alone is a spool without the packages that are only in its log.
 static bool moveDatabase(QString const &from, QString const &to)
 {
     removeDatabase(to);
-    return (!QFile::exists(walOf(from)) || QFile::rename(walOf(from), walOf(to))) && QFile::rename(from, to);
+    return QFile::rename(from, to) && (!QFile::exists(walOf(from)) || QFile::rename(walOf(from), walOf(to)));
 }
 
 /// What a rescue that was broken off has left; all may have been done but the last step.
@@ -668,6 +670,9 @@ bool Spool::rescue()
         if (!insertState(fresh, m_clock, sums, copied) || !fresh.run("COMMIT"))
             return fail(fresh.error());
     }
+    // What was committed may be in the log only, where the disk took that but not the file.
+    if (QFile::exists(walOf(freshPath)))
+        return fail(QStringLiteral("the new spool cannot be written"));
     removeDatabase(scanOf(m_path));
     if (!moveDatabase(m_path, damagedPath) || !moveDatabase(freshPath, m_path))
         return fail(QStringLiteral("the damaged file cannot be set aside"));
