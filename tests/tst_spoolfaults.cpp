@@ -346,6 +346,7 @@ void tst_SpoolFaults::rescueFails_data()
 
     // clang-format off
     QTest::newRow("the copy cannot be made")           << QByteArray("spool.db.scan")    << true  << QStringLiteral("no room to read the damaged spool");
+    QTest::newRow("nor the spool be opened again")     << QByteArray("spool.db.scan")    << false << QStringLiteral("no room to read the damaged spool");
     QTest::newRow("the new one cannot be made")        << QByteArray("spool.db.new")     << true  << QStringLiteral("unable to open database file");
     QTest::newRow("the former one cannot be replaced") << QByteArray("spool.db.damaged") << true  << QStringLiteral("the damaged file cannot be set aside");
     // clang-format on

@@ -8,7 +8,10 @@ bool Database::open(QString const &path)
     int const result = sqlite3_open_v2(path.toUtf8().constData(), &connection,
                                        SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE | SQLITE_OPEN_NOMUTEX, nullptr);
     m_connection.reset(connection);
-    return hasSucceeded(result);
+    bool const isDone = hasSucceeded(result);
+    if (!isDone)
+        close(); // SQLite gives one that is good for nothing but its error.
+    return isDone;
 }
 
 bool Database::isOpen() const
