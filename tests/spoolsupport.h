@@ -13,6 +13,15 @@
 static constexpr int pageSize = 4096;
 static constexpr int everything = 100'000'000;
 
+/// What all that happens by chance in a run follows from.
+inline quint32 seed()
+{
+    static quint32 const chosen = qEnvironmentVariableIsSet("STBANALYTICS_SEED")
+        ? qEnvironmentVariable("STBANALYTICS_SEED").toUInt()
+        : std::random_device()();
+    return chosen;
+}
+
 /// The files of a spool, as they are on the disk.
 struct Image
 {
