@@ -22,6 +22,8 @@
 #include <algorithm>
 #include <map>
 
+#include <arpa/inet.h>
+#include <ifaddrs.h>
 #include <unistd.h>
 
 using namespace analytics;
@@ -126,6 +128,23 @@ static QByteArray keyOf(QByteArray const &property)
 static QString dataPath(char const *name)
 {
     return QStringLiteral(STBHOST_DATA "/") + QLatin1String(name);
+}
+
+/// What the system answers when it is asked for the addresses of its interfaces; none for a failure.
+static ifaddrs *systemInterfaces = nullptr;
+/// Whether what it answered was given back.
+static bool areInterfacesFreed = false;
+
+extern "C" int getifaddrs(ifaddrs **interfaces) noexcept
+{
+    areInterfacesFreed = false;
+    *interfaces = systemInterfaces;
+    return systemInterfaces ? 0 : -1;
+}
+
+extern "C" void freeifaddrs(ifaddrs *interfaces) noexcept
+{
+    areInterfacesFreed = interfaces == systemInterfaces;
 }
 
 static InterfaceAddresses noAddresses()
@@ -271,7 +290,14 @@ private Q_SLOTS:
     void machine_data();
     void machine();
     void loadIsThatSinceTheLastCall();
+    void loadWaitsForTicks();
+    void loadOfTicksThatRunBackwards();
     void memoryUseIsThatOfAllCalls();
+    void routeWithoutGateway();
+    void wifiLevel_data();
+    void wifiLevel();
+    void addressesOfTheSystem();
+    void thisMachineIsTheDefault();
 
     void everyPropertyIsRead_data();
     void everyPropertyIsRead();
@@ -390,6 +416,47 @@ void tst_Stbhost::loadIsThatSinceTheLastCall()
     QCOMPARE(machine.cpuInfo().cpuAverageLoad, std::optional<qint16>(75));
 }
 
+void tst_Stbhost::loadWaitsForTicks()
+{
+    QTemporaryDir root;
+    QString const path = root.filePath(QStringLiteral("proc/stat"));
+    Machine machine(root.path(), noAddresses);
+
+    writeFile(path, "cpu 50 0 0 50 0 0 0 0\ncpu0 50 0 0 50 0 0 0 0\n");
+    QCOMPARE(machine.cpuInfo().cpuAverageLoad, std::optional<qint16>(50));
+
+    // Twice too few of them are enough.
+    writeFile(path, "cpu 59 0 0 50 0 0 0 0\ncpu0 59 0 0 50 0 0 0 0\n");
+    QCOMPARE(machine.cpuInfo().cpuAverageLoad, std::optional<qint16>(50));
+    writeFile(path, "cpu 60 0 0 50 0 0 0 0\ncpu0 60 0 0 50 0 0 0 0\n");
+    QCOMPARE(machine.cpuInfo().cpuAverageLoad, std::optional<qint16>(100));
+}
+
+void tst_Stbhost::loadOfTicksThatRunBackwards()
+{
+    QTemporaryDir root;
+    QString const path = root.filePath(QStringLiteral("proc/stat"));
+    Machine machine(root.path(), noAddresses);
+    writeFile(path, "cpu 200 0 0 200 100 0 0 0\ncpu0 100 0 0 100 50 0 0 0\ncpu1 100 0 0 100 50 0 0 0\n");
+    machine.cpuInfo();
+
+    // The time of waiting for I/O, of a processor that was never idle.
+    writeFile(path, "cpu 280 0 0 200 50 0 0 0\ncpu0 180 0 0 100 0 0 0 0\ncpu1 100 0 0 100 50 0 0 0\n");
+    CpuInfo info = machine.cpuInfo();
+    QCOMPARE(info.cpuAverageLoad, std::optional<qint16>(100));
+    QCOMPARE(info.cpuMaxLoad, std::optional<qint16>(100));
+
+    // The busy time, and then all of a core's.
+    writeFile(path, "cpu 270 0 0 300 50 0 0 0\ncpu0 175 0 0 150 0 0 0 0\ncpu1 95 0 0 150 50 0 0 0\n");
+    info = machine.cpuInfo();
+    QCOMPARE(info.cpuAverageLoad, std::optional<qint16>(0));
+    QCOMPARE(info.cpuMaxLoad, std::optional<qint16>(0));
+    writeFile(path, "cpu 320 0 0 350 50 0 0 0\ncpu0 225 0 0 200 0 0 0 0\ncpu1 96 0 0 0 0 0 0 0\n");
+    info = machine.cpuInfo();
+    QCOMPARE(info.cpuAverageLoad, std::optional<qint16>(50));
+    QCOMPARE(info.cpuMaxLoad, std::optional<qint16>(50));
+}
+
 void tst_Stbhost::memoryUseIsThatOfAllCalls()
 {
     QTemporaryDir root;
@@ -403,6 +470,109 @@ void tst_Stbhost::memoryUseIsThatOfAllCalls()
     MemoryInfo const info = machine.memoryInfo();
     QCOMPARE(info.memAverageUsage, std::optional(350));
     QCOMPARE(info.memMaxUsage, std::optional(600));
+}
+
+void tst_Stbhost::routeWithoutGateway()
+{
+    QTemporaryDir root;
+    writeFile(root.filePath(QStringLiteral("proc/net/route")), "ppp0 00000000 00000000 0001 0 0 0 00000000\n");
+    writeFile(root.filePath(QStringLiteral("sys/class/net/ppp0/operstate")), "unknown\n");
+    Machine const machine(root.path(), noAddresses);
+    QCOMPARE(machine.activeInterface(), QStringLiteral("ppp0"));
+    QCOMPARE(machine.networkInterfaces().value(0).interfaceName, QStringLiteral("ppp0"));
+    QCOMPARE(machine.networkInterfaces().value(0).gateway, QString());
+}
+
+void tst_Stbhost::wifiLevel_data()
+{
+    QTest::addColumn<QByteArray>("level");
+    QTest::addColumn<std::optional<qint8>>("rssi");
+
+    auto const row
+        = [](char const *level, std::optional<qint8> rssi) { QTest::newRow(level) << QByteArray(level) << rssi; };
+    row("-1.", -1);
+    row("-128.", -128);
+    // A driver that knows no dBm gives a level from 0 to 255, or no number.
+    row("-129.", std::nullopt);
+    row("0.", std::nullopt);
+    row("40.", std::nullopt);
+    row("none", std::nullopt);
+}
+
+void tst_Stbhost::wifiLevel()
+{
+    QFETCH(QByteArray, level);
+    QFETCH(std::optional<qint8>, rssi);
+
+    QTemporaryDir root;
+    writeFile(root.filePath(QStringLiteral("proc/net/wireless")), "Inter-|\n wlan0: 0000 54. " + level + " -256\n");
+    std::optional<WifiInfo> const info = Machine(root.path(), noAddresses).wifiInfo();
+    QVERIFY(info);
+    QCOMPARE(info->wifiRssi, rssi);
+}
+
+void tst_Stbhost::addressesOfTheSystem()
+{
+    QCOMPARE(systemAddresses().size(), 0);
+
+    auto const ipV4 = [](char const *text) {
+        sockaddr_in address{};
+        address.sin_family = AF_INET;
+        inet_pton(AF_INET, text, &address.sin_addr);
+        return address;
+    };
+    auto const ipV6 = [](char const *text) {
+        sockaddr_in6 address{};
+        address.sin6_family = AF_INET6;
+        inet_pton(AF_INET6, text, &address.sin6_addr);
+        return address;
+    };
+    sockaddr_in v4[] = {ipV4("192.0.2.40"), ipV4("192.0.2.41"), ipV4("198.51.100.7")};
+    sockaddr_in masks[] = {ipV4("255.255.255.0"), ipV4("255.255.0.0")};
+    sockaddr_in6 v6[] = {ipV6("2001:db8::40"), ipV6("fe80::40")};
+    sockaddr packet{};
+    packet.sa_family = AF_PACKET;
+
+    struct Row
+    {
+        char name[5];
+        void *address;
+        void *mask;
+    };
+    Row rows[] = {
+        {"eth0", &packet, nullptr}, {"eth0", &v4[0], &masks[0]}, {"eth0", &v4[1], &masks[1]}, {"eth0", &v6[0], nullptr},
+        {"eth0", &v6[1], nullptr},  {"tun0", nullptr, nullptr},  {"ppp0", &v4[2], nullptr},
+    };
+    ifaddrs list[std::size(rows)] = {};
+    for (size_t i = 0; i < std::size(rows); ++i) {
+        list[i].ifa_next = i + 1 < std::size(rows) ? &list[i + 1] : nullptr;
+        list[i].ifa_name = rows[i].name;
+        list[i].ifa_addr = static_cast<sockaddr *>(rows[i].address);
+        list[i].ifa_netmask = static_cast<sockaddr *>(rows[i].mask);
+    }
+    systemInterfaces = list;
+    InterfaceAddresses const addresses = systemAddresses();
+    systemInterfaces = nullptr;
+
+    QVERIFY(areInterfacesFreed);
+    QCOMPARE(addresses.size(), 2);
+    InterfaceAddress const eth0 = addresses.value(QStringLiteral("eth0"));
+    QCOMPARE(eth0.ipV4, QStringLiteral("192.0.2.40"));
+    QCOMPARE(eth0.netmask, QStringLiteral("255.255.255.0"));
+    QCOMPARE(eth0.ipV6, QStringLiteral("2001:db8::40"));
+    InterfaceAddress const ppp0 = addresses.value(QStringLiteral("ppp0"));
+    QCOMPARE(ppp0.ipV4, QStringLiteral("198.51.100.7"));
+    QCOMPARE(ppp0.netmask, QString());
+    QCOMPARE(ppp0.ipV6, QString());
+}
+
+void tst_Stbhost::thisMachineIsTheDefault()
+{
+    QFile memory(QStringLiteral("/proc/meminfo"));
+    if (!memory.open(QIODevice::ReadOnly))
+        QSKIP("this machine does not tell its memory in /proc/meminfo");
+    QByteArray const total = memory.readLine().simplified().split(' ').value(1);
+    QCOMPARE(encoded(Machine().memoryInfo().memTotal.value_or(0)), total);
 }
 
 void tst_Stbhost::everyPropertyIsRead_data()
