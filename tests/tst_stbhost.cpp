@@ -6,6 +6,7 @@
 #include <stbhost/properties.h>
 #include <stbhost/script.h>
 #include <stbhost/sender.h>
+#include <stbhost/stopsignal.h>
 
 #include <QtCore/QBuffer>
 #include <QtCore/QDir>
@@ -20,6 +21,7 @@
 #include <QtTest/QTest>
 
 #include <algorithm>
+#include <csignal>
 #include <map>
 
 #include <arpa/inet.h>
@@ -220,10 +222,9 @@ static QByteArray eventName(QJsonObject const &scriptLine)
 }
 
 /// Plays a script in this process, on the machine below data/stbhost/root.
-static QByteArray played(QByteArray script, QByteArray *messages = nullptr)
+static QByteArray played(QIODevice &script, QByteArray *messages = nullptr)
 {
-    QBuffer input(&script);
-    input.open(QIODevice::ReadOnly);
+    script.open(QIODevice::ReadOnly);
     QBuffer output;
     output.open(QIODevice::WriteOnly);
     QByteArray text;
@@ -233,11 +234,85 @@ static QByteArray played(QByteArray script, QByteArray *messages = nullptr)
     LineSender sender(output);
     Host host(machine, sender);
     playScript(
-        input, QStringLiteral("script"), host, [] { return true; }, stream);
+        script, QStringLiteral("script"), host, [] { return true; }, stream);
     if (messages)
         *messages = text;
     return output.data();
 }
+
+static QByteArray played(QByteArray script, QByteArray *messages = nullptr)
+{
+    QBuffer input(&script);
+    return played(input, messages);
+}
+
+/// A pipe in the place of this process's standard input. Its destructor also restores the signal mask, which a
+/// StopSignal changes.
+class OwnInput
+{
+public:
+    OwnInput()
+        : m_before(dup(STDIN_FILENO))
+    {
+        int ends[2];
+        if (pipe(ends) != 0)
+            qFatal("no pipe");
+        dup2(ends[0], STDIN_FILENO);
+        close(ends[0]);
+        m_end = ends[1];
+        pthread_sigmask(SIG_SETMASK, nullptr, &m_signals);
+    }
+    OwnInput(OwnInput const &) = delete;
+    OwnInput &operator=(OwnInput const &) = delete;
+    ~OwnInput()
+    {
+        end();
+        dup2(m_before, STDIN_FILENO);
+        close(m_before);
+        pthread_sigmask(SIG_SETMASK, &m_signals, nullptr);
+    }
+
+    void write(QByteArray const &bytes) const
+    {
+        QCOMPARE(::write(m_end, bytes.data(), size_t(bytes.size())), bytes.size());
+    }
+
+    void end()
+    {
+        if (m_end >= 0)
+            close(m_end);
+        m_end = -1;
+    }
+
+private:
+    int m_before;
+    int m_end = -1;
+    sigset_t m_signals{};
+};
+
+/// Takes every second line.
+class FaultyDevice : public QIODevice
+{
+public:
+    QByteArray written;
+
+protected:
+    qint64 readData(char *, qint64) override { return -1; }
+
+    qint64 writeData(char const *data, qint64 size) override
+    {
+        m_takes = !m_takes;
+        if (m_takes) {
+            written.append(data, static_cast<qsizetype>(size));
+            return size;
+        }
+        setErrorString(QStringLiteral("no room"));
+        return size - 1;
+    }
+
+private:
+    bool m_takes = false;
+};
 
 struct Run
 {
@@ -314,6 +389,12 @@ private Q_SLOTS:
     void commandLine();
     void boxIsNamed();
     void standbyFlushes();
+    void scriptComesInPieces_data();
+    void scriptComesInPieces();
+    void inputIsReadByBytesToo();
+    void inputKeepsToTheRoom();
+    void inputEndsWhenToldTo();
+    void stopSignal();
     void scriptEndsOnSignal();
     void scriptFiles();
     void highPriorityOvertakes();
@@ -912,6 +993,133 @@ void tst_Stbhost::standbyFlushes()
                 .value(QLatin1String("event_id"))
                 .toString()
                 .startsWith(QLatin1String("system_status/")));
+}
+
+void tst_Stbhost::scriptComesInPieces_data()
+{
+    QTest::addColumn<QByteArrayList>("pieces");
+    QTest::addColumn<QList<int>>("lengths");
+
+    auto const query = [](int length) {
+        return R"({"event":"search_result","priority":"medium","time":5,"values":{"Query":")" + QByteArray(length, 'x')
+            + "\"}}";
+    };
+    auto const inPieces = [](QByteArray const &script, qsizetype size) {
+        QByteArrayList pieces;
+        for (qsizetype i = 0; i < script.size(); i += size)
+            pieces.append(script.mid(i, size));
+        return pieces;
+    };
+    auto const row = [](char const *name, QByteArrayList const &pieces, QList<int> const &lengths) {
+        QTest::newRow(name) << pieces << lengths;
+    };
+
+    row("lines as they are", {query(1) + '\n', query(2) + '\n'}, {1, 2});
+    row("one piece", {query(1) + '\n' + query(2) + '\n'}, {1, 2});
+    row("line feed with the second line", {query(1), '\n' + query(2) + '\n'}, {1, 2});
+    row("line feed alone", {query(1), "\n", query(2), "\n"}, {1, 2});
+    row("half a line more", {query(1) + '\n' + query(2).left(20), query(2).mid(20) + '\n'}, {1, 2});
+    row("no line feed at the end", {query(1) + '\n' + query(2).left(20), query(2).mid(20)}, {1, 2});
+    row("bytes", inPieces(query(1) + '\n' + query(2) + '\n', 1), {1, 2});
+    // The framework asks for no more than 16384 bytes at once.
+    row("long lines", inPieces(query(20000) + '\n' + query(20001) + '\n', 10000), {20000, 20001});
+    int const length = 16384 - int(query(0).size());
+    row("line of as many bytes", inPieces(query(length) + '\n' + query(1) + '\n', 8000), {length, 1});
+    row("line of as many bytes with its line feed", inPieces(query(length - 1) + '\n' + query(1) + '\n', 8000),
+        {length - 1, 1});
+}
+
+/// Each piece comes when all before it has been read.
+void tst_Stbhost::scriptComesInPieces()
+{
+    QFETCH(QByteArrayList, pieces);
+    QFETCH(QList<int>, lengths);
+
+    OwnInput ownInput;
+    StopSignal const stop;
+    StoppableInput input(stop, [&] {
+        if (pieces.isEmpty())
+            ownInput.end();
+        else
+            ownInput.write(pieces.takeFirst());
+        return true;
+    });
+    QByteArray messages;
+    QMap<int, QJsonObject> const events = eventsOf(played(input, &messages));
+
+    QCOMPARE(messages, QByteArray());
+    QList<int> found;
+    for (QJsonObject const &event : events)
+        found.append(int(event.value(QLatin1String("query")).toString().size()));
+    QCOMPARE(found, lengths);
+}
+
+void tst_Stbhost::inputIsReadByBytesToo()
+{
+    OwnInput ownInput;
+    StopSignal const stop;
+    StoppableInput input(stop, [] { return true; });
+    QVERIFY(input.isSequential());
+    QVERIFY(input.open(QIODevice::ReadWrite));
+    ownInput.write("ab\nc");
+    QCOMPARE(input.read(1), QByteArray("a"));
+    ownInput.write("d\nef");
+    ownInput.end();
+    QCOMPARE(input.readLine(), QByteArray("b\n"));
+    QCOMPARE(input.readLine(), QByteArray("cd\n"));
+    QCOMPARE(input.read(2), QByteArray("ef"));
+    QCOMPARE(input.read(1), QByteArray());
+    QCOMPARE(input.write("g"), -1);
+}
+
+void tst_Stbhost::inputKeepsToTheRoom()
+{
+    OwnInput ownInput;
+    StopSignal const stop;
+    StoppableInput input(stop, [] { return true; });
+    QVERIFY(input.open(QIODevice::ReadOnly));
+    // Qt puts a NUL behind the line, so that four bytes of five are for the line.
+    auto const line = [&] {
+        char room[] = "....|....";
+        qint64 const length = input.readLine(room, 5);
+        return QByteArray::number(length) + ' ' + QByteArray(room, sizeof room - 1);
+    };
+    ownInput.write("abcdefg\nh");
+    QCOMPARE(line(), QByteArray("4 abcd\0....", 11));
+    QCOMPARE(line(), QByteArray("4 efg\n\0....", 11));
+    ownInput.write("ijkl");
+    ownInput.end();
+    QCOMPARE(line(), QByteArray("4 hijk\0....", 11));
+    QCOMPARE(line(), QByteArray("1 l\0..|....", 11));
+    QVERIFY(line().startsWith("-1 "));
+}
+
+void tst_Stbhost::inputEndsWhenToldTo()
+{
+    OwnInput const ownInput;
+    StopSignal const stop;
+    int asked = 0;
+    StoppableInput input(stop, [&] { return ++asked < 3; });
+    QVERIFY(input.open(QIODevice::ReadOnly));
+    // Asked once for the line that is there, and twice while nothing comes.
+    ownInput.write("a\n");
+    QCOMPARE(input.readLine(), QByteArray("a\n"));
+    QCOMPARE(input.readLine(), QByteArray());
+    QCOMPARE(asked, 3);
+}
+
+void tst_Stbhost::stopSignal()
+{
+    using namespace std::chrono_literals;
+    OwnInput const ownInput;
+    StopSignal const stop;
+    QVERIFY(!stop.arrivesWithin(0ms));
+    QVERIFY(!stop.arrivesWithin(-1ms));
+    for (int signal : {SIGINT, SIGTERM}) {
+        QCOMPARE(raise(signal), 0);
+        QVERIFY(stop.arrivesWithin(1h));
+        QVERIFY(!stop.arrivesWithin(0ms));
+    }
 }
 
 void tst_Stbhost::scriptEndsOnSignal()
