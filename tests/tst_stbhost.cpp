@@ -2,6 +2,7 @@
 
 #include <stbhost/host.h>
 #include <stbhost/machine.h>
+#include <stbhost/options.h>
 #include <stbhost/payload.h>
 #include <stbhost/properties.h>
 #include <stbhost/script.h>
@@ -385,6 +386,7 @@ private Q_SLOTS:
 
     void badLine_data();
     void badLine();
+    void optionsAreRead();
     void commandLine_data();
     void commandLine();
     void boxIsNamed();
@@ -898,6 +900,71 @@ void tst_Stbhost::badLine()
     QCOMPARE(result.exitCode, 1);
 }
 
+void tst_Stbhost::optionsAreRead()
+{
+    using namespace std::chrono_literals;
+    auto const words = [](char const *line) { return QString::fromLatin1(line).split(QLatin1Char(' ')); };
+
+    Options local;
+    QCOMPARE(readOptions(words("stbhost"), local), QString());
+    QCOMPARE(local.scripts, QStringList(QStringLiteral("-")));
+    QVERIFY(!local.isLive);
+    QVERIFY(!local.isQuiet);
+    QVERIFY(!local.isEchoed);
+    QVERIFY(!local.delivery);
+    QCOMPARE(local.box, QString());
+    QVERIFY(local.pace == 0ms);
+
+    Options usual;
+    QCOMPARE(readOptions(words("stbhost --live --spool s --collector http://c"), usual), QString());
+    QVERIFY(usual.isLive);
+    QVERIFY(usual.interval == 10s);
+    QVERIFY(!usual.count);
+    QVERIFY(usual.flush == 60s);
+    QVERIFY(usual.linger == 5s);
+    QVERIFY(usual.delivery);
+    QCOMPARE(usual.delivery->folder, QStringLiteral("s"));
+    QCOMPARE(usual.delivery->link.url, QUrl(QStringLiteral("http://c")));
+    QVERIFY(usual.delivery->link.timeout == 30s);
+    QVERIFY(!usual.delivery->link.isCompressed);
+    QCOMPARE(usual.delivery->link.caFile, QString());
+    QCOMPARE(usual.delivery->spool.bytes, 20'000'000);
+    QVERIFY(usual.delivery->spool.age == 604'800s);
+    QCOMPARE(usual.delivery->batchBytes, 262'144);
+    QVERIFY(usual.delivery->backoff.first == 5s);
+    QVERIFY(usual.delivery->backoff.most == 900s);
+    QVERIFY(usual.delivery->backoff.spread == 60s);
+
+    Options least;
+    QCOMPARE(readOptions(words("stbhost --live --interval 0.001 --count 1 --box b --quiet --collector http://c:1/d"
+                               " --spool s --quota 10000 --max-age 1 --batch 1 --gzip --timeout 0.001"
+                               " --backoff 0.001,0.001 --spread 0 --flush 0.001 --linger 0 --echo"),
+                         least),
+             QString());
+    QVERIFY(least.interval == 1ms);
+    QCOMPARE(least.count, std::optional(1));
+    QCOMPARE(least.box, QStringLiteral("b"));
+    QVERIFY(least.isQuiet);
+    QVERIFY(least.isEchoed);
+    QVERIFY(least.flush == 1ms);
+    QVERIFY(least.linger == 0ms);
+    QCOMPARE(least.delivery->link.url, QUrl(QStringLiteral("http://c:1/d")));
+    QVERIFY(least.delivery->link.timeout == 1ms);
+    QVERIFY(least.delivery->link.isCompressed);
+    QCOMPARE(least.delivery->spool.bytes, 10'000);
+    QVERIFY(least.delivery->spool.age == 1s);
+    QCOMPARE(least.delivery->batchBytes, 1);
+    QVERIFY(least.delivery->backoff.first == 1ms);
+    QVERIFY(least.delivery->backoff.most == 1ms);
+    QVERIFY(least.delivery->backoff.spread == 0ms);
+
+    Options most;
+    QCOMPARE(readOptions(words("stbhost -q --pace 2147483 a -"), most), QString());
+    QVERIFY(most.isQuiet);
+    QVERIFY(most.pace == 2'147'483s);
+    QCOMPARE(most.scripts, (QStringList{QStringLiteral("a"), QStringLiteral("-")}));
+}
+
 void tst_Stbhost::commandLine_data()
 {
     QTest::addColumn<QStringList>("arguments");
@@ -927,12 +994,13 @@ void tst_Stbhost::commandLine_data()
     row("live and script",    "--live a.jsonl",      "",                              1, {},     "stbhost: --live takes no scripts\n");
     row("interval, not live", "--interval 1",        "",                              1, {},     "stbhost: --interval and --count need --live\n");
     row("count, not live",    "--count 1",           "",                              1, {},     "stbhost: --interval and --count need --live\n");
+    row("two faults",         "--live --interval 0 --count 0", "",                     1, {},     "stbhost: --interval: expected a number of seconds from 0.001 to 2147483, got 0\n");
     row("pace",               "--pace -1",           "",                              1, {},     "stbhost: --pace: expected a number of seconds from 0 to 2147483, got -1\n");
     for (char const *option : {"--spool s", "--quota 20000", "--max-age 1", "--batch 1", "--gzip", "--ca f", "--timeout 1", "--backoff 1,2", "--spread 1", "--flush 1", "--linger 1", "--echo"})
         row(QByteArray(option) + ", no collector", option, "", 1, {},
             "stbhost: " + QByteArray(option).split(' ').first() + " needs --collector\n");
     row("no spool",           "--collector http://c", "",                             1, {},     "stbhost: --collector needs --spool\n");
-    for (char const *url : {"c", "ftp://c/", "http://", "http:///packages", "https:", "http://c:99999/", "http://c:0/"})
+    for (char const *url : {"c", "ftp://c/", "http://", "http:///packages", "https:", "http://c:99999/", "http://c:0/", "http://c/%zz"})
         row(QByteArray("URL ") + url, QByteArray("--spool s --collector ") + url, "", 1, {},
             QByteArray("stbhost: --collector ") + url + ": expected http:// or https:// and a host\n");
     row("empty quota",        "--spool s --collector http://c --quota=", "",         1, {},     "stbhost: --quota: expected a number of bytes from 10000, got\n");

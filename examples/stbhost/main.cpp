@@ -122,7 +122,7 @@ int main(int argc, char **argv)
     Console console;
     QTextStream messages(&console);
     Options options;
-    QString const problem = readOptions(options);
+    QString const problem = readOptions(QCoreApplication::arguments(), options);
     if (!problem.isEmpty())
         return fail(console, problem);
     // One line for each event does not go with a status.

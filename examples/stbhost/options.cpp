@@ -1,7 +1,6 @@
 #include <stbhost/options.h>
 
 #include <QtCore/QCommandLineParser>
-#include <QtCore/QCoreApplication>
 
 #include <cmath>
 #include <limits>
@@ -117,7 +116,7 @@ static constexpr OptionText optionTexts[] = {
 
 // clang-format on
 
-QString readOptions(Options &options)
+QString readOptions(QStringList const &arguments, Options &options)
 {
     QCommandLineParser parser;
     parser.setApplicationDescription(
@@ -134,7 +133,7 @@ QString readOptions(Options &options)
     parser.addPositionalArgument(QStringLiteral("script"),
                                  QStringLiteral("Script with one event a line; standard input when none, or -."),
                                  QStringLiteral("[script...]"));
-    parser.process(*QCoreApplication::instance());
+    parser.process(arguments);
     auto const isSet = [&](char const *name) { return parser.isSet(QLatin1String(name)); };
     auto const value = [&](char const *name) { return parser.value(QLatin1String(name)); };
 

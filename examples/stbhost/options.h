@@ -26,8 +26,8 @@ struct Options
     std::chrono::milliseconds linger = std::chrono::seconds(5);
 };
 
-/// Reads the command line of the application. Answers --help and --version, and ends the process then.
-/// Returns what is wrong; an empty string when nothing is.
-QString readOptions(Options &options);
+/// Reads the command line, which begins with the program's name. Answers --help and --version, and ends the process
+/// then. Returns what is wrong; an empty string when nothing is.
+QString readOptions(QStringList const &arguments, Options &options);
 
 } // namespace stbhost
