@@ -2,6 +2,12 @@
 #include <QtCore/QTemporaryDir>
 #include <QtTest/QTest>
 
+#include <cstdlib>
+#include <functional>
+
+#include <fcntl.h>
+#include <unistd.h>
+
 /// Runs the package checker as people do.
 class CheckTest : public QObject
 {
@@ -14,7 +20,10 @@ private Q_SLOTS:
     void refused_data();
     void refused();
     void help();
+    void version();
     void fullOutput();
+    void terminal_data();
+    void terminal();
 
 private:
     struct Result
@@ -24,10 +33,12 @@ private:
         QByteArray errors;
     };
 
-    static Result run(QStringList const &arguments, QByteArray const &input = {}, QString const &outputFile = {});
+    static Result run(QStringList const &arguments, QByteArray const &input = {},
+                      std::function<void(QProcess &)> const &prepare = {});
 };
 
-CheckTest::Result CheckTest::run(QStringList const &arguments, QByteArray const &input, QString const &outputFile)
+CheckTest::Result CheckTest::run(QStringList const &arguments, QByteArray const &input,
+                                 std::function<void(QProcess &)> const &prepare)
 {
     // CHECK is a command, not a path: a program for another processor is run by an emulator.
     QStringList command;
@@ -38,8 +49,8 @@ CheckTest::Result CheckTest::run(QStringList const &arguments, QByteArray const 
     QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
     environment.remove(QStringLiteral("NO_COLOR"));
     process.setProcessEnvironment(environment);
-    if (!outputFile.isEmpty())
-        process.setStandardOutputFile(outputFile);
+    if (prepare)
+        prepare(process);
     process.start(command.first(), command.mid(1) + arguments);
     process.write(input);
     process.closeWriteChannel();
@@ -271,11 +282,65 @@ void CheckTest::help()
     QCOMPARE(result.status, 0);
 }
 
+void CheckTest::version()
+{
+    Result const result = run({QStringLiteral("--version")});
+    QVERIFY(result.output.startsWith("stbanalytics-check "));
+    QCOMPARE(result.status, 0);
+}
+
 void CheckTest::fullOutput()
 {
-    Result const result = run({}, "{}\n", QStringLiteral("/dev/full"));
+    Result const result
+        = run({}, "{}\n", [](QProcess &process) { process.setStandardOutputFile(QStringLiteral("/dev/full")); });
     QCOMPARE(result.errors, QByteArray("stbanalytics-check: standard output cannot be written to\n"));
     QCOMPARE(result.status, 2);
+}
+
+void CheckTest::terminal_data()
+{
+    QTest::addColumn<QStringList>("arguments");
+    QTest::addColumn<QByteArray>("noColor");
+    QTest::addColumn<QByteArray>("output");
+
+    // The terminal puts a carriage return in front of each line feed.
+    QByteArray const plain = "0 packages, 0 events, 0 bytes; 0 lines broken\r\n";
+    QByteArray const colored = "0 packages, 0 events, 0 bytes; \x1b[32m0 lines broken\x1b[0m\r\n";
+    QTest::newRow("colors") << QStringList() << QByteArray() << colored;
+    QTest::newRow("auto") << QStringList{QStringLiteral("--color=auto")} << QByteArray() << colored;
+    QTest::newRow("NO_COLOR") << QStringList() << QByteArray("1") << plain;
+    QTest::newRow("never") << QStringList{QStringLiteral("--color=never")} << QByteArray() << plain;
+    QTest::newRow("always") << QStringList{QStringLiteral("--color=always")} << QByteArray("1") << colored;
+}
+
+void CheckTest::terminal()
+{
+    QFETCH(QStringList, arguments);
+    QFETCH(QByteArray, noColor);
+    QFETCH(QByteArray, output);
+
+    int const screen = posix_openpt(O_RDWR | O_NOCTTY | O_CLOEXEC);
+    if (screen < 0 || grantpt(screen) != 0 || unlockpt(screen) != 0)
+        QSKIP("this machine has no pseudoterminals");
+    int const line = open(ptsname(screen), O_RDWR | O_NOCTTY | O_CLOEXEC);
+    QVERIFY(line >= 0);
+    Result const result = run(arguments, {}, [&](QProcess &process) {
+        QProcessEnvironment environment = process.processEnvironment();
+        // An empty NO_COLOR counts as none.
+        environment.insert(QStringLiteral("NO_COLOR"), QString::fromLatin1(noColor));
+        process.setProcessEnvironment(environment);
+        process.setChildProcessModifier([line] { dup2(line, STDOUT_FILENO); });
+    });
+    // Once nobody has the line open, reading from the screen fails behind the last byte.
+    close(line);
+    QByteArray shown;
+    char byte = 0;
+    while (read(screen, &byte, 1) == 1)
+        shown.append(byte);
+    close(screen);
+    QCOMPARE(shown, output);
+    QCOMPARE(result.errors, QByteArray());
+    QCOMPARE(result.status, 0);
 }
 
 QTEST_GUILESS_MAIN(CheckTest)
