@@ -7,12 +7,15 @@
 #include <wireformat/faults.h>
 #include <wireformat/model.h>
 
+#include <QtCore/QDir>
 #include <QtCore/QFile>
 #include <QtCore/QJsonArray>
 #include <QtCore/QJsonDocument>
 #include <QtCore/QJsonObject>
 #include <QtCore/QLoggingCategory>
 #include <QtCore/QMetaEnum>
+#include <QtCore/QProcess>
+#include <QtCore/QTemporaryDir>
 #include <QtTest/QTest>
 
 using namespace analytics;
@@ -20,12 +23,17 @@ using wireformat::model;
 
 namespace {
 
+QByteArray readFile(QString const &name)
+{
+    QFile file(name);
+    if (!file.open(QIODevice::ReadOnly))
+        qFatal("%s: %s", qPrintable(name), qPrintable(file.errorString()));
+    return file.readAll();
+}
+
 QByteArray readData(char const *name)
 {
-    QFile file(QStringLiteral(WIREFORMAT_DATA "/") + QLatin1String(name));
-    if (!file.open(QIODevice::ReadOnly))
-        qFatal("%s: %s", name, qPrintable(file.errorString()));
-    return file.readAll();
+    return readFile(QStringLiteral(WIREFORMAT_DATA "/") + QLatin1String(name));
 }
 
 QByteArrayList linesOf(char const *name)
@@ -69,6 +77,53 @@ template <typename... Records> QStringList faultsOfRandomRecords(Random &random)
     return faults;
 }
 
+/// How the program that writes the format ended.
+struct Result
+{
+    int status = -1;
+    QByteArray errors;
+};
+
+Result run(QStringList const &arguments)
+{
+    // WIREFORMAT is a command, not a path: a program for another processor is run by an emulator.
+    QStringList command;
+    for (char const *word : {WIREFORMAT})
+        command.append(QString::fromUtf8(word));
+
+    QProcess process;
+    process.start(command.first(), command.mid(1) + arguments);
+    if (!process.waitForFinished() || process.exitStatus() != QProcess::NormalExit)
+        return {};
+    return {process.exitCode(), process.readAllStandardError()};
+}
+
+/// A source tree with the files that the program reads, and a folder for those that it writes.
+struct Trees
+{
+    Trees()
+    {
+        for (char const *name : {"analytics/enums.h", "analytics/records.h", "tools/wireformat/introduction.md"})
+            put(name, readFile(QStringLiteral(WIREFORMAT_SOURCES "/") + QLatin1String(name)));
+    }
+
+    void put(char const *name, QByteArray const &contents) const
+    {
+        QString const path = sources.filePath(QLatin1String(name));
+        QVERIFY(QDir().mkpath(path.section(QLatin1Char('/'), 0, -2)));
+        QFile file(path);
+        QVERIFY(file.open(QIODevice::WriteOnly));
+        QCOMPARE(file.write(contents), contents.size());
+    }
+
+    QByteArray get(char const *name) const { return readFile(sources.filePath(QLatin1String(name))); }
+
+    Result write() const { return run({sources.path(), folder.path()}); }
+
+    QTemporaryDir sources;
+    QTemporaryDir folder;
+};
+
 } // namespace
 
 class WireFormatTest : public QObject
@@ -86,6 +141,13 @@ private Q_SLOTS:
     void hostAgrees_data();
     void hostAgrees();
     void docComments();
+    void program();
+    void usage_data();
+    void usage();
+    void missingComments();
+    void missingSources_data();
+    void missingSources();
+    void folderThatTakesNothing();
 };
 
 void WireFormatTest::names()
@@ -223,6 +285,88 @@ void WireFormatTest::docComments()
     QCOMPARE(comments.missing(), QStringList{QStringLiteral("MdiInfo::jitter")});
 
     QCOMPARE(comments.read(QStringLiteral("no-such.h")), QStringLiteral("no-such.h: No such file or directory"));
+}
+
+/// The repository's document and schema are what the program writes.
+void WireFormatTest::program()
+{
+    Trees const trees;
+    Result const result = trees.write();
+    QCOMPARE(result.errors, QByteArray());
+    QCOMPARE(result.status, 0);
+    for (char const *name : {"docs/wire-format.md", "schema/stbanalytics-events.schema.json"}) {
+        QByteArrayList const expected
+            = readFile(QStringLiteral(WIREFORMAT_SOURCES "/") + QLatin1String(name)).split('\n');
+        QByteArrayList const written = readFile(trees.folder.filePath(QLatin1String(name))).split('\n');
+        for (qsizetype i = 0; i < expected.size(); ++i)
+            QCOMPARE(written.value(i), expected.at(i));
+        QCOMPARE(written.size(), expected.size());
+    }
+}
+
+void WireFormatTest::usage_data()
+{
+    QTest::addColumn<QStringList>("arguments");
+    QTest::newRow("none") << QStringList();
+    QTest::newRow("one") << QStringList{QStringLiteral("a")};
+    QTest::newRow("three") << QStringList{QStringLiteral("a"), QStringLiteral("b"), QStringLiteral("c")};
+}
+
+void WireFormatTest::usage()
+{
+    QFETCH(QStringList, arguments);
+
+    Result const result = run(arguments);
+    QVERIFY2(result.errors.startsWith("usage: stbanalytics-wireformat SOURCES FOLDER\n"), result.errors.constData());
+    QCOMPARE(result.status, 2);
+}
+
+/// A comment that is missing is an error: the document and the schema would lack a meaning.
+void WireFormatTest::missingComments()
+{
+    Trees const trees;
+    QByteArray enums = trees.get("analytics/enums.h");
+    trees.put("analytics/enums.h", enums.replace("    San, ///< ", "    San, // "));
+    QByteArray records = trees.get("analytics/records.h");
+    records.replace("/// Media delivery index (RFC 4445).\n", "");
+    trees.put("analytics/records.h", records.replace("QString duplex; ///< ", "QString duplex; // "));
+
+    Result const result = trees.write();
+    QCOMPARE(result.errors,
+             QByteArray("stbanalytics-wireformat: no doc comment for Property::San, MdiInfo, NetworkInfo::duplex\n"));
+    QCOMPARE(result.status, 1);
+    QCOMPARE(QDir(trees.folder.path()).entryList(QDir::AllEntries | QDir::NoDotAndDotDot), QStringList());
+}
+
+void WireFormatTest::missingSources_data()
+{
+    QTest::addColumn<QString>("name");
+    for (char const *name : {"analytics/enums.h", "analytics/records.h", "tools/wireformat/introduction.md"})
+        QTest::newRow(name) << QString::fromLatin1(name);
+}
+
+void WireFormatTest::missingSources()
+{
+    QFETCH(QString, name);
+
+    Trees const trees;
+    QString const path = trees.sources.filePath(name);
+    QVERIFY(QFile::remove(path));
+    Result const result = trees.write();
+    QCOMPARE(QString::fromLocal8Bit(result.errors),
+             QStringLiteral("stbanalytics-wireformat: %1: No such file or directory\n").arg(path));
+    QCOMPARE(result.status, 1);
+}
+
+void WireFormatTest::folderThatTakesNothing()
+{
+    Trees const trees;
+    QString const path = trees.folder.filePath(QStringLiteral("docs"));
+    QVERIFY(QFile(path).open(QIODevice::WriteOnly));
+    Result const result = trees.write();
+    QVERIFY2(result.errors.startsWith("stbanalytics-wireformat: " + path.toLocal8Bit() + "/wire-format.md: "),
+             result.errors.constData());
+    QCOMPARE(result.status, 1);
 }
 
 QTEST_GUILESS_MAIN(WireFormatTest)

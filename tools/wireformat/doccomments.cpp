@@ -25,7 +25,7 @@ QString DocComments::read(QString const &fileName)
         }
         if (auto const match = scopeLine.match(line); match.hasMatch()) {
             scope = match.captured(1);
-            m_comments.insert(scope + QStringLiteral("::"), comment.join(QLatin1Char(' ')).simplified());
+            m_comments.insert(scope, comment.join(QLatin1Char(' ')).simplified());
         } else if (auto const member = memberLine.match(line); member.hasMatch()) {
             m_comments.insert(scope + QStringLiteral("::") + member.captured(1), member.captured(2));
         }
@@ -36,9 +36,10 @@ QString DocComments::read(QString const &fileName)
 
 QString DocComments::of(QString const &scope, QString const &name) const
 {
-    QString comment = m_comments.value(scope + QStringLiteral("::") + name);
-    if (comment.isEmpty())
-        m_missing.append(scope + QStringLiteral("::") + name);
+    QString const fullName = name.isEmpty() ? scope : scope + QStringLiteral("::") + name;
+    QString comment = m_comments.value(fullName);
+    if (comment.isEmpty() && !m_missing.contains(fullName))
+        m_missing.append(fullName);
     return comment;
 }
 

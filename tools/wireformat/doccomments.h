@@ -19,11 +19,11 @@ public:
     /// The comment of an enumerator or a field.
     QString of(QString const &scope, QString const &name) const;
 
-    /// What was asked for and is not there.
+    /// The names that have no comment though somebody asked for it, each once.
     QStringList const &missing() const { return m_missing; }
 
 private:
-    QHash<QString, QString> m_comments; ///< By scope::name.
+    QHash<QString, QString> m_comments; ///< By scope, and by scope::name.
     mutable QStringList m_missing;
 };
 
