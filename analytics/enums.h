@@ -47,7 +47,7 @@ enum class EventType {
     PlaybackZap, ///< The viewer has changed the channel; carries the phases of the zap time.
     ProfileChange, ///< Another user profile has been chosen.
     PurchaseOptions, ///< Ways to buy or rent a piece of content have been offered.
-    PurchaseRequest, ///< The viewer has asked for one of them.
+    PurchaseRequest, ///< The viewer has asked for one of the offered ways to buy or rent.
     PurchaseResult, ///< The outcome of a purchase.
     PurchaseServiceComponents, ///< The components of a service have been chosen.
     PurchaseUnsubscribe, ///< The viewer has ended a subscription.
@@ -85,7 +85,7 @@ enum class Property {
     AdPlaylist, ///< The playlist that the advertisement belongs to.
     AdServer, ///< The server that the advertisement comes from.
     AppPreparationTime, ///< Zap phase: the application's own preparation.
-    AppScreen, ///< The screen on which it happened.
+    AppScreen, ///< The screen on which the event happened.
     AuthMode, ///< How the box is authenticated.
     B2bType, ///< Kind of business customer.
     BroadcastType, ///< How the service reaches the box.
@@ -95,7 +95,7 @@ enum class Property {
     ClockContinuityGap, ///< Gap in the programme clock reference (ISO/IEC 13818-1).
     Components, ///< Components of a service.
     ContentId, ///< Identifier of a piece of content.
-    ContentType, ///< Its kind.
+    ContentType, ///< Kind of the piece of content, in the host's words.
     CpuInfo, ///< Processor state, a CpuInfo record.
     CurLocation, ///< Location in which the box is now.
     CurSubLocation, ///< Sub-location in which the box is now.
@@ -129,9 +129,9 @@ enum class Property {
     IsShouldLinkCard, ///< Whether a payment card is still to be linked.
     IsTest, ///< Whether the box is one of the operator's test devices.
     ItemId, ///< Identifier of the chosen item.
-    ItemPosition, ///< Its place within the media block, from 0.
+    ItemPosition, ///< Place of the chosen item within the media block, from 0.
     ItemTarget, ///< Where the chosen item leads.
-    ItemType, ///< Its kind.
+    ItemType, ///< Kind of the chosen item, in the host's words.
     Location, ///< Location in which the box is registered.
     LoginMode, ///< How the viewer signed in.
     LinkFaults, ///< Number of losses of the network link.
@@ -140,7 +140,7 @@ enum class Property {
     McastSource, ///< Source address of the multicast stream.
     Mdi, ///< Media delivery index (RFC 4445), an MdiInfo record.
     MediaBlock, ///< The media block with its contents.
-    MediaBlockPosition, ///< Its place on the screen, from 0.
+    MediaBlockPosition, ///< Place of the media block on the screen, from 0.
     MediaBlockShort, ///< The media block without its contents.
     MediaInfo, ///< Stream properties, a MediaInfo record.
     MediaItem, ///< Item of the content catalogue, a MediaItem record.
@@ -152,7 +152,7 @@ enum class Property {
     MessageDelivery, ///< How the message reached the box.
     MessageId, ///< Identifier of the message.
     MessageTarget, ///< Where the message leads, a MessageTarget record.
-    MessageType, ///< Its kind.
+    MessageType, ///< Kind of the message, in the host's words.
     ModelName, ///< Model of the box.
     Name, ///< Name of the opened screen.
     NcError, ///< A failed call to a back-end API, an NcError record.
@@ -160,7 +160,7 @@ enum class Property {
     NetworkInterfaces, ///< All interfaces, a list of NetworkInterface records.
     Offset, ///< Position within the content.
     OldOffset, ///< Position before a jump.
-    Path, ///< The way through the user interface that led here.
+    Path, ///< The way through the user interface that led to the event.
     PayMethodId, ///< Identifier of the means of payment.
     Pin, ///< Whether the profile asks for a PIN.
     PlaybackDuration, ///< How long playback has lasted.
@@ -173,20 +173,20 @@ enum class Property {
     PlaybackTrickModeSpeed, ///< Trick-mode speed as a multiple of normal, negative backwards.
     PlaybackUrl, ///< Address of what is playing.
     PlaybackUrlFailed, ///< The address that failed.
-    PlaybackUrlNew, ///< The address that is used instead.
+    PlaybackUrlNew, ///< The address that is used instead of the one that failed.
     PlaybackUrlsList, ///< All addresses at hand, a list of strings.
     PlayerMode, ///< Mode of the player.
     PollResult, ///< The viewer's answer to a poll.
     PowerInfo, ///< Power state, a PowerInfo record.
     ProfileId, ///< Identifier of the user profile.
-    ProfileType, ///< Its kind.
+    ProfileType, ///< Kind of the profile, in the host's words.
     PurchaseVariant, ///< One way to buy, a PurchaseVariant record.
     PurchaseVariants, ///< All ways to buy, a list of PurchaseVariant records.
     Query, ///< What was searched for.
     Rating, ///< The viewer's rating.
     RcuIdlePeriod, ///< Time since the last key of the remote control.
-    RestoreReason, ///< What ended the error; see restoreReasonTypeToName().
-    ResultCode, ///< Outcome of a purchase or of its end.
+    RestoreReason, ///< What ended an error; see restoreReasonTypeToName().
+    ResultCode, ///< Outcome of a purchase, or of the end of a subscription.
     San, ///< The service account number of the household.
     Scte35, ///< Splice event (SCTE 35), a Scte35 record.
     SerialNumber, ///< Serial number of the box.
@@ -203,19 +203,19 @@ enum class Property {
     Title, ///< Title of the chosen menu item.
     TotalItems, ///< How many items a search has found.
     TriggerContentType, ///< Kind of the content that led to an offer.
-    TriggerId, ///< Its identifier.
+    TriggerId, ///< Identifier of the content that led to an offer.
     Uid, ///< Identifier of the device or user; every event carries it.
     UsageModel, ///< By what right the content is watched.
     UserInteractionTime, ///< Zap phase: from the first key to the request.
     ValidUntil, ///< Until when a subscription lasts.
     VerimatrixCasError, ///< Conditional-access error, a VerimatrixError record.
     VerimatrixDrmError, ///< DRM error, a VerimatrixError record.
-    VmxErrors, ///< Summary of such errors, a VmxErrors record.
+    VmxErrors, ///< Summary of Verimatrix errors, a VmxErrors record.
     WidgetName, ///< The widget; see widgetNameToName().
     WifiInfo, ///< The Wi-Fi link, a WifiInfo record.
     KivoLoadTime, ///< How long the application took to start.
     KivoModuleName, ///< The application's module in which an error arose.
-    KivoStatus, ///< Why the state is reported; see KivoStatusSendReason.
+    KivoStatus, ///< Why the application's state is reported; see KivoStatusSendReason.
     KivoVersion, ///< Version of the application.
     ZapTime, ///< The whole zap, from the first key to the first picture.
 };
@@ -284,7 +284,7 @@ Q_ENUM_NS(KivoStatusSendReason)
 enum class SettingType {
     Unknown, ///< Not known.
     UiResolution, ///< Resolution of the user interface.
-    FontSize, ///< Size of its text.
+    FontSize, ///< Size of the user interface's text.
     AudioLevel, ///< Volume.
     Mute, ///< Whether sound is muted.
     RcuLayout, ///< Layout of the remote control's keys.

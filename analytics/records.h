@@ -35,7 +35,7 @@ struct Channel
 struct MediaItem
 {
     std::optional<qint64> mediaItemId; ///< Identifier of the item.
-    std::optional<qint64> assetId; ///< Identifier of the asset that is played for it.
+    std::optional<qint64> assetId; ///< Identifier of the asset that is played for the item.
 };
 
 /// Properties of the stream that is playing.
@@ -117,14 +117,14 @@ struct MdiInfo
 struct Scte35
 {
     std::optional<qint64> spliceEventId; ///< The event's splice_event_id.
-    std::optional<qint64> splicePtsTime; ///< Its pts_time, in ticks of the 90 kHz clock.
+    std::optional<qint64> splicePtsTime; ///< The event's pts_time, in ticks of the 90 kHz clock.
 };
 
 /// Where a user message or banner leads. All but type and title describe the link.
 struct MessageTarget
 {
     QString type; ///< Kind of target.
-    QString title; ///< Its title.
+    QString title; ///< Title of the target.
     std::optional<qint64> id; ///< Identifier of what is linked.
     std::optional<qint64> categoryId; ///< Identifier of a category.
     std::optional<qint64> collectionId; ///< Identifier of a collection.
@@ -138,7 +138,7 @@ struct MessageTarget
     QString contentType; ///< Kind of content.
     QString mediaItemType; ///< Kind of media item.
     QString name; ///< Name of what is linked.
-    std::optional<qint64> typeId; ///< Identifier of its kind.
+    std::optional<qint64> typeId; ///< Identifier of the kind of what is linked.
     std::optional<qint64> tabId; ///< Identifier of a tab.
     std::optional<qint64> themeId; ///< Identifier of a theme.
     QString url; ///< Address of a page.
@@ -153,7 +153,7 @@ struct PurchaseVariant
     QString contentType; ///< Kind of content.
     QString currency; ///< Currency of the cost.
     std::optional<qint64> purchaseCost; ///< Cost, in the host's unit of that currency.
-    QString usageModel; ///< What the viewer may then do; written even when empty.
+    QString usageModel; ///< What the viewer may do after the purchase; written even when empty.
     QString type; ///< Kind of purchase.
     std::optional<qint64> priceId; ///< Identifier of the price.
     std::optional<qint64> compositeComponentId; ///< Identifier of the component of a bundle.
@@ -175,10 +175,10 @@ struct CpuInfo
 struct MemoryInfo
 {
     std::optional<int> memTotal; ///< Memory of the system.
-    std::optional<int> memAverageUsage; ///< Its average use.
-    std::optional<int> memMaxUsage; ///< Its highest use.
+    std::optional<int> memAverageUsage; ///< Average use of the system's memory.
+    std::optional<int> memMaxUsage; ///< Highest use of the system's memory.
     std::optional<int> avmemAverageUsage; ///< Average use of the memory for audio and video.
-    std::optional<int> avmemMaxUsage; ///< Highest use of it.
+    std::optional<int> avmemMaxUsage; ///< Highest use of the memory for audio and video.
     std::optional<quint32> vmSize; ///< Address space of the process.
     std::optional<int> vmRss; ///< Resident memory of the process.
     std::optional<int> vmRssMax; ///< Highest resident memory of the process.
@@ -188,15 +188,15 @@ struct MemoryInfo
 struct MemoryModule
 {
     QString memType; ///< Kind of memory.
-    std::optional<quint32> memSize; ///< Its size.
-    QString memInfo; ///< What else is known of it.
+    std::optional<quint32> memSize; ///< Size of the memory device, in the host's unit.
+    QString memInfo; ///< What else is known of the memory device.
 };
 
 /// The box's hardware.
 struct HardwareInfo
 {
-    QString manufacturer; ///< Maker.
-    QString modelName; ///< Model.
+    QString manufacturer; ///< Maker of the box.
+    QString modelName; ///< Model of the box.
     QString platform; ///< Chip or platform.
     QString hwRevision; ///< Revision of the hardware.
     QList<MemoryModule> memory; ///< Memory devices.
@@ -206,7 +206,7 @@ struct HardwareInfo
 struct HdmiInfo
 {
     QString tvName; ///< Name that the television gives.
-    QString tvPreferredOutput; ///< Mode that it prefers.
+    QString tvPreferredOutput; ///< Mode that the television prefers.
     QString stbCurrentOutput; ///< Mode in which the box puts out.
 };
 
@@ -224,18 +224,18 @@ struct WifiInfo
 /// Power state.
 struct PowerInfo
 {
-    QString powerState; ///< The state.
-    std::optional<quint32> powerStatePeriod; ///< How long it has lasted.
-    QString powerChangeCause; ///< What led to it.
+    QString powerState; ///< Power state, in the host's words.
+    std::optional<quint32> powerStatePeriod; ///< How long the power state has lasted, in the host's unit.
+    QString powerChangeCause; ///< What led to the power state, in the host's words.
 };
 
 /// The viewer's settings.
 struct SystemSettings
 {
     QString uiResolution; ///< Resolution of the user interface.
-    QString fontSize; ///< Size of its text.
+    QString fontSize; ///< Size of the user interface's text.
     QString rcuLayout; ///< Layout of the remote control's keys.
-    std::optional<qint16> audioLevel; ///< Volume.
+    std::optional<qint16> audioLevel; ///< Volume, in the host's unit.
     QString audioMute; ///< Whether sound is muted.
     QString audioDownmix; ///< Whether sound is mixed down to stereo.
     QList<std::pair<QString, QString>> videoOutputs; ///< Name and mode of each video output.
@@ -251,8 +251,8 @@ struct SystemSettings
 struct NetworkInfo
 {
     QString interfaceName; ///< Name of the interface.
-    QString interfaceMode; ///< How it gets its address.
-    QString mac; ///< Hardware address.
+    QString interfaceMode; ///< How the interface gets its address.
+    QString mac; ///< Hardware address of the interface.
     std::optional<quint32> speedMbps; ///< Speed, in Mbit/s.
     QString duplex; ///< Half or full duplex, in the host's words.
     std::optional<quint32> bitrateKbps; ///< Present bit rate, in kbit/s.
@@ -268,16 +268,16 @@ struct NetworkInfo
 struct DhcpOption
 {
     std::optional<qint32> code; ///< Number of the option.
-    QString value; ///< Its value, as text.
+    QString value; ///< Value of the option, as text.
 };
 
 /// One configured network interface.
 struct NetworkInterface
 {
     QString interfaceName; ///< Name of the interface.
-    QString status; ///< Whether it is up.
-    QString mac; ///< Hardware address.
-    QString interfaceMode; ///< How it gets its address.
+    QString status; ///< Whether the interface is up, in the host's words.
+    QString mac; ///< Hardware address of the interface.
+    QString interfaceMode; ///< How the interface gets its address.
     QString ipV4; ///< IPv4 address.
     QString netmask; ///< IPv4 netmask.
     QString gateway; ///< IPv4 gateway.
@@ -323,10 +323,10 @@ struct HttpError
 struct VerimatrixError
 {
     QString command; ///< The client's command that failed.
-    int errorCode = 0; ///< Its error code.
+    int errorCode = 0; ///< The client's error code.
     std::optional<int> activityCode; ///< The client's activity.
     std::optional<int> moduleCode; ///< The client's module.
-    std::optional<qint64> errorCount; ///< How often it happened.
+    std::optional<qint64> errorCount; ///< How often the error happened.
 };
 
 /// A summary of Verimatrix errors.

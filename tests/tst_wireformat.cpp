@@ -279,7 +279,7 @@ void WireFormatTest::docComments()
     QCOMPARE(comments.of(QStringLiteral("MdiInfo"), QStringLiteral("df")),
              QStringLiteral("Delay factor, in milliseconds."));
     QCOMPARE(comments.of(QStringLiteral("VerimatrixError"), QStringLiteral("errorCode")),
-             QStringLiteral("Its error code."));
+             QStringLiteral("The client's error code."));
     QCOMPARE(comments.missing(), QStringList());
     QCOMPARE(comments.of(QStringLiteral("MdiInfo"), QStringLiteral("jitter")), QString());
     QCOMPARE(comments.missing(), QStringList{QStringLiteral("MdiInfo::jitter")});
