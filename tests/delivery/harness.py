@@ -2,8 +2,10 @@
 
 import json
 import os
+import random
 import re
 import signal
+import socket
 import sqlite3
 import subprocess
 import tempfile
@@ -48,6 +50,14 @@ def end(process: subprocess.Popen[bytes]) -> None:
         process.stdin.close()
 
 
+def takes(seconds: float) -> Callable[[Any], Any]:
+    """Marks a test that takes that long: the longest are begun first."""
+    def marked(test: Any) -> Any:
+        test.seconds = seconds
+        return test
+    return marked
+
+
 class Collector:
     """The collector, on one store and one port however often it is started."""
 
@@ -56,7 +66,10 @@ class Collector:
         self._output = folder / "collector.out"
         self._options = options
         self._scheme = scheme
-        self._port = 0
+        # As long as it is bound here, nobody else is given the port while the collector is away.
+        self._reserved = socket.socket()
+        self._reserved.setsockopt(socket.SOL_SOCKET, socket.SO_REUSEADDR, 1)
+        self._reserved.bind(("127.0.0.1", 0))
         self._process: subprocess.Popen[bytes] | None = None
 
     def start(self, **fault: Any) -> "Collector":
@@ -64,27 +77,20 @@ class Collector:
         options = [*self._options, *(["--fault", json.dumps(fault)] if fault else [])]
         with self._output.open("wb") as output:
             self._process = subprocess.Popen(
-                [COLLECTOR, "--port", str(self._port), "--store", self.store, *options], stdout=output)
-        line = until(lambda: re.match(r"collector: \w+://127\.0\.0\.1:(\d+)/\n", self._output.read_text()),
-                     "the collector listens")
-        self._port = int(line[1])
-        return self
-
-    def reserve_port(self) -> "Collector":
-        """Finds out the port, and is away then."""
-        self.start()
-        self.kill()
+                [COLLECTOR, "--port", str(self.port), "--store", self.store, *options], stdout=output)
+        until(lambda: self._output.read_text() == f"collector: {self._scheme}://127.0.0.1:{self.port}/\n",
+              "the collector listens")
         return self
 
     @property
     def port(self) -> int:
         """Where it listens, or is going to."""
-        return self._port
+        return self._reserved.getsockname()[1]
 
     @property
     def url(self) -> str:
         """Where hosts deliver."""
-        return f"{self._scheme}://127.0.0.1:{self._port}/packages"
+        return f"{self._scheme}://127.0.0.1:{self.port}/packages"
 
     def kill(self) -> None:
         """Ends it by SIGKILL, if it runs."""
@@ -92,8 +98,13 @@ class Collector:
             end(self._process)
             self._process = None
 
+    def end(self) -> None:
+        """Leaves neither process nor port."""
+        self.kill()
+        self._reserved.close()
+
     def _ask(self, method: str, path: str, body: Any = None) -> bytes:
-        request = urllib.request.Request(f"http://127.0.0.1:{self._port}{path}", method=method)
+        request = urllib.request.Request(f"http://127.0.0.1:{self.port}{path}", method=method)
         if body is not None:
             request.data = json.dumps(body).encode()
             request.add_header("Content-Type", "application/json")
@@ -264,7 +275,7 @@ class DeliveryTest(unittest.TestCase):
     def collector(self, *options: str, scheme: str = "http") -> Collector:
         """A collector that is not started yet."""
         collector = Collector(self.folder, *options, scheme=scheme)
-        self.addCleanup(collector.kill)
+        self.addCleanup(collector.end)
         return collector
 
     def host(self, name: str = "box") -> Host:

@@ -28,7 +28,7 @@ class Clocks(DeliveryTest):
 
     def set_while_it_runs(self, before: int, after: int) -> None:
         """Samples are taken, and attempts fail, before and after."""
-        collector = self.collector().reserve_port()
+        collector = self.collector()
         host = self.host()
         clock = Clock(self.folder)
         clock.set(before)
@@ -61,7 +61,7 @@ class Clocks(DeliveryTest):
 
     def set_between_two_runs(self, before: int, after: int) -> None:
         """An evening is played before, and delivered after."""
-        collector = self.collector().reserve_port()
+        collector = self.collector()
         host = self.host()
         clock = Clock(self.folder)
         clock.set(before)

@@ -76,7 +76,7 @@ class FullDisk(DeliveryTest):
 
     def test_disk_full_while_the_collector_is_up(self) -> None:
         """What finds no room on the disk is delivered from memory."""
-        collector = self.collector().reserve_port()
+        collector = self.collector()
         run = self.fed_until_full(collector)
         collector.start()
         until(lambda: collector.count("events") == 5 + EVENING_EVENTS, "everything is delivered")
@@ -87,7 +87,7 @@ class FullDisk(DeliveryTest):
 
     def test_disk_full_while_the_collector_is_down(self) -> None:
         """What found no room is spooled when there is some again: a kill takes nothing of it."""
-        collector = self.collector().reserve_port()
+        collector = self.collector()
         run = self.fed_until_full(collector)
         self.disk.empty()
         until(lambda: run.says("stbhost: the spool can be written again"), "there is room again")
@@ -99,7 +99,7 @@ class FullDisk(DeliveryTest):
 
     def test_disk_full_until_the_end(self) -> None:
         """With neither disk nor collector what is in memory is lost, but not without a word."""
-        collector = self.collector().reserve_port()
+        collector = self.collector()
         run = self.fed_until_full(collector)
         status, _ = run.terminated()
         lost = 5 + EVENING_PACKAGES - len(run.reported())
@@ -118,7 +118,7 @@ class Limits(DeliveryTest):
         """A box with such a quota reports a script before its first attempt (what an attempt is made for stays while it
         lasts), and delivers what is left of it.
         Returns the events of the script, in order, and those of them that were left."""
-        collector = self.collector().reserve_port()
+        collector = self.collector()
         host = self.host()
         run = host.start(collector.url, "--quota", quota, "--spread", 1000000, "--linger", 0,
                          script=self.script(script))
@@ -149,7 +149,7 @@ class Limits(DeliveryTest):
 
     def test_quota_while_nothing_happens(self) -> None:
         """To tell of a loss takes the place of a package, so it is not told again before the collector has it."""
-        collector = self.collector().reserve_port()
+        collector = self.collector()
         host = self.host()
         self.ends_well(host.start(collector.url, "--quota", 10000, "--linger", 0, script=self.script(zaps(100))))
         run = host.start(collector.url, "--quota", 10000, "--flush", 0.02, "--linger", 0, "--live", "--interval", 1000)
@@ -165,7 +165,7 @@ class Limits(DeliveryTest):
 
     def test_age(self) -> None:
         """Packages wait for a week, and not a day longer, of which eight pass between the runs."""
-        collector = self.collector().reserve_port()
+        collector = self.collector()
         host = self.host()
         summary = self.ends_well(host.start(collector.url, "--linger", 0, script=EVENING))
         self.assertEqual((summary.pending, summary.lost), (EVENING_PACKAGES, 0))
@@ -196,7 +196,7 @@ class Damage(DeliveryTest):
         """Fills a spool with so many packages, damages it, and has it delivered, in the environment that the damage
         needs. Returns how many packages are missing, and how many the host says it has lost."""
         self.folder = Path(tempfile.mkdtemp(dir=self.folder))
-        collector = self.collector().reserve_port()
+        collector = self.collector()
         host = self.host()
         run = host.start(collector.url, "--linger", 0 if is_closed else 30, *scripts)
         until(lambda: len(run.reported()) == packages, "everything is safe")

@@ -45,7 +45,7 @@ class Faults(DeliveryTest):
         self.assertEqual((summary.failed, collector.count("repeats")), (0, 0))
 
     def test_down_at_the_start(self) -> None:
-        collector = self.collector().reserve_port()
+        collector = self.collector()
         host = self.host()
         run = host.start(collector.url, script=EVENING)
         until(lambda: len(run.reported()) == EVENING_PACKAGES, "everything is reported")
@@ -120,7 +120,7 @@ class Faults(DeliveryTest):
 
     def test_batch_too_large_413(self) -> None:
         """Halved until it goes; the count leaves out the four packages that go alone anyway."""
-        collector = self.collector().reserve_port()
+        collector = self.collector()
         host = self.host()
         self.ends_well(host.start(collector.url, "--linger", "0", script=self.script(zaps(100))))
         collector.start(kind="status", status=413, count=3)
@@ -132,7 +132,7 @@ class Faults(DeliveryTest):
 
     def test_package_too_large_413(self) -> None:
         """One of high priority, which goes alone and first."""
-        collector = self.collector().reserve_port()
+        collector = self.collector()
         host = self.host()
         self.ends_well(host.start(collector.url, "--linger", "0", script=self.script(zaps(1, "high") + zaps(9))))
         collector.start(kind="status", status=413, count=1)
@@ -148,7 +148,7 @@ class Faults(DeliveryTest):
         schema["$defs"]["property.San"]["not"] = {"const": "bad"}
         strict = self.folder / "strict.schema.json"
         strict.write_text(json.dumps(schema))
-        collector = self.collector("--schema", str(strict)).reserve_port()
+        collector = self.collector("--schema", str(strict))
         host = self.host()
         script = self.script(zaps(20) + zaps(1, san="bad") + zaps(20))
         self.ends_well(host.start(collector.url, "--linger", "0", script=script))
@@ -186,7 +186,7 @@ class Faults(DeliveryTest):
         self.nothing_is_lost(collector, host)
 
     def test_gzip(self) -> None:
-        collector = self.collector().reserve_port()
+        collector = self.collector()
         host = self.host()
         run = host.start(collector.url, "--gzip", script=EVENING)
         header, body = first_request(collector.port)

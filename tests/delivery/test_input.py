@@ -103,7 +103,7 @@ class Input(DeliveryTest):
         self.assertEqual(self.complaint_of(), "stbhost: --spool FOLDER/spool: unable to open database file")
 
     def test_two_hosts_on_one_spool(self) -> None:
-        collector = self.collector().reserve_port()
+        collector = self.collector()
         host = self.host()
         run = host.start(collector.url, stdin=subprocess.PIPE)
         run.feed(zaps(5))

@@ -29,7 +29,7 @@ class Load(DeliveryTest):
     def test_one_host(self) -> None:
         """First to the disk alone, then to the collector."""
         count = 5000 * LOAD
-        collector = self.collector().reserve_port()
+        collector = self.collector()
         host = self.host()
         script = self.script(zaps(count))
         begin = time.monotonic()

@@ -36,7 +36,7 @@ class Stop(DeliveryTest):
         self.assertEqual(run.summary().pending, 0)
 
     def test_stopped_while_waiting_to_try_again(self) -> None:
-        collector = self.collector().reserve_port()
+        collector = self.collector()
         host = self.host()
         run = host.start(collector.url, "--linger", LINGER, "--backoff", "1000,1000", *LIVE)
         until(lambda: len(run.reported()) > 5, "packages are reported")
