@@ -1,7 +1,5 @@
 #include <stbhost/console.h>
 
-#include <cstdio>
-
 #include <sys/ioctl.h>
 #include <unistd.h>
 
@@ -9,19 +7,15 @@ namespace stbhost {
 
 static constexpr char const *clearLine = "\r\x1b[K";
 
-static void put(QByteArray const &text)
-{
-    std::fwrite(text.constData(), 1, static_cast<size_t>(text.size()), stderr);
-}
-
-static int columns()
+static int columns(std::FILE *stream)
 {
     winsize size{};
-    return ioctl(STDERR_FILENO, TIOCGWINSZ, &size) == 0 && size.ws_col > 0 ? size.ws_col : 80;
+    return ioctl(fileno(stream), TIOCGWINSZ, &size) == 0 && size.ws_col > 0 ? size.ws_col : 80;
 }
 
-Console::Console()
-    : m_isTerminal(isatty(STDERR_FILENO) != 0)
+Console::Console(std::FILE *stream)
+    : m_stream(stream)
+    , m_isTerminal(isatty(fileno(stream)) != 0)
 {
     open(QIODevice::WriteOnly | QIODevice::Unbuffered);
 }
@@ -45,11 +39,16 @@ void Console::line(QString const &text)
 void Console::setStatus(QString const &text)
 {
     QMutexLocker const locker(&m_mutex);
-    QByteArray const status = text.left(columns() - 1).toUtf8();
+    QByteArray const status = text.left(columns(m_stream) - 1).toUtf8();
     if (!m_isTerminal || status == m_status)
         return;
     m_status = status;
     put(clearLine + m_status);
+}
+
+void Console::put(QByteArray const &text)
+{
+    std::fwrite(text.constData(), 1, static_cast<size_t>(text.size()), m_stream);
 }
 
 qint64 Console::readData(char *, qint64)

@@ -3,13 +3,16 @@
 #include <QtCore/QIODevice>
 #include <QtCore/QMutex>
 
+#include <cstdio>
+
 namespace stbhost {
 
-/// Standard error with lines, and on a terminal, below them, one that says how far things are.
+/// A stream with lines, and on a terminal, below them, one that says how far things are.
 class Console : public QIODevice
 {
 public:
-    Console();
+    /// The stream is to be unbuffered.
+    explicit Console(std::FILE *stream = stderr);
 
     /// Removes the status.
     ~Console() override;
@@ -28,6 +31,9 @@ protected:
     qint64 writeData(char const *data, qint64 size) override;
 
 private:
+    void put(QByteArray const &text);
+
+    std::FILE *const m_stream;
     QMutex m_mutex;
     QByteArray m_status;
     bool const m_isTerminal;

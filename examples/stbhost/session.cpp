@@ -8,6 +8,7 @@
 #include <QtCore/QRandomGenerator>
 
 #include <algorithm>
+#include <utility>
 
 namespace stbhost {
 
@@ -22,15 +23,21 @@ static constexpr auto lookInterval = 100ms;
 static constexpr auto lineInterval = 10s;
 
 Session::Session(Host &host, DeliverySender &sender, Options const &options, StopSignal const &stop, Console &console)
+    : Session(host, options, console,
+              {[&] { return sender.state(); }, [&] { sender.stop(); },
+               [&](std::chrono::milliseconds time) { return stop.arrivesWithin(time); }, Clock::now,
+               [](qint64 bound) { return QRandomGenerator::system()->bounded(bound); }})
+{
+}
+
+Session::Session(Host &host, Options const &options, Console &console, SessionContext context)
     : m_host(host)
-    , m_sender(sender)
     , m_options(options)
-    , m_stop(stop)
     , m_console(console)
+    , m_context(std::move(context))
     // Boxes that a power cut has started together are not to flush together for ever.
-    , m_nextFlush(Clock::now()
-                  + std::chrono::milliseconds(QRandomGenerator::system()->bounded(qint64(options.flush.count()))))
-    , m_nextLine(Clock::now() + lineInterval)
+    , m_nextFlush(m_context.now() + std::chrono::milliseconds(m_context.randomBelow(options.flush.count())))
+    , m_nextLine(m_context.now() + lineInterval)
 {
 }
 
@@ -38,28 +45,28 @@ bool Session::goesOnAfter(Clock::time_point time)
 {
     do {
         look();
-        auto const rest = std::max(Clock::duration::zero(), time - Clock::now());
+        auto const rest = std::max(Clock::duration::zero(), time - m_context.now());
         m_isStopped = m_isStopped
-            || m_stop.arrivesWithin(
+            || m_context.stopArrivesWithin(
                 std::chrono::ceil<std::chrono::milliseconds>(std::min<Clock::duration>(rest, lookInterval)));
-    } while (!m_isStopped && m_sender.state().misconfiguration.isEmpty() && Clock::now() < time);
-    return !m_isStopped && m_sender.state().misconfiguration.isEmpty();
+    } while (!m_isStopped && m_context.deliveryState().misconfiguration.isEmpty() && m_context.now() < time);
+    return !m_isStopped && m_context.deliveryState().misconfiguration.isEmpty();
 }
 
 /// Does what is due.
 void Session::look()
 {
-    if (Clock::now() >= m_nextFlush) {
+    if (m_context.now() >= m_nextFlush) {
         flush();
-        m_nextFlush = Clock::now() + m_options.flush;
+        m_nextFlush = m_context.now() + m_options.flush;
     }
-    showProgress(m_sender.state());
+    showProgress(m_context.deliveryState());
 }
 
 /// Takes along what waits in the library.
 void Session::flush()
 {
-    reportLosses(m_sender.state());
+    reportLosses(m_context.deliveryState());
     if (m_host.pendingEvents() > 0)
         m_host.report(EventType::SystemStatus, EventPriority::Medium,
                       std::chrono::milliseconds(QDateTime::currentMSecsSinceEpoch()), {});
@@ -89,17 +96,17 @@ void Session::reportLosses(DeliveryState const &state)
 QString Session::finish()
 {
     flush();
-    auto const end = Clock::now() + m_options.linger;
-    DeliveryState state = m_sender.state();
+    auto const end = m_context.now() + m_options.linger;
+    DeliveryState state = m_context.deliveryState();
     // Another signal is from someone who does not want to wait. No use in waiting for an attempt that comes too late.
-    while (state.pending > 0 && state.misconfiguration.isEmpty() && Clock::now() < end
-           && (!state.nextAttempt || *state.nextAttempt < end) && !m_stop.arrivesWithin(20ms)) {
+    while (state.pending > 0 && state.misconfiguration.isEmpty() && m_context.now() < end
+           && (!state.nextAttempt || *state.nextAttempt < end) && !m_context.stopArrivesWithin(20ms)) {
         showProgress(state);
-        state = m_sender.state();
+        state = m_context.deliveryState();
     }
-    m_sender.stop();
+    m_context.stopDelivery();
 
-    state = m_sender.state();
+    state = m_context.deliveryState();
     m_console.setStatus({});
     if (!m_options.isQuiet)
         m_console.line(QStringLiteral("stbhost: ") + summary(state));
@@ -130,14 +137,14 @@ void Session::showProgress(DeliveryState const &state)
     QString text = summary(state);
     if (state.nextAttempt)
         text += QStringLiteral("; next in %1 s")
-                    .arg(std::chrono::ceil<std::chrono::seconds>(*state.nextAttempt - Clock::now()).count());
+                    .arg(std::chrono::ceil<std::chrono::seconds>(*state.nextAttempt - m_context.now()).count());
     if (!state.failure.isEmpty())
         text += QLatin1String(": ") + state.failure;
     if (m_console.isTerminal()) {
         m_console.setStatus(text);
-    } else if (Clock::now() >= m_nextLine) {
+    } else if (m_context.now() >= m_nextLine) {
         m_console.line(text);
-        m_nextLine = Clock::now() + lineInterval;
+        m_nextLine = m_context.now() + lineInterval;
     }
 }
 

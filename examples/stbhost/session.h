@@ -6,12 +6,25 @@
 #include <QtCore/QString>
 
 #include <chrono>
+#include <functional>
 
 namespace stbhost {
 
 class Console;
 class Host;
 class StopSignal;
+
+/// What a session hears from delivery and from its process. Tests answer in their place.
+struct SessionContext
+{
+    std::function<DeliveryState()> deliveryState;
+    std::function<void()> stopDelivery;
+    /// Waits for a signal to stop, that long at most. Returns whether one came.
+    std::function<bool(std::chrono::milliseconds)> stopArrivesWithin;
+    std::function<std::chrono::steady_clock::time_point()> now;
+    /// Any number from 0, and below that one.
+    std::function<qint64(qint64)> randomBelow;
+};
 
 /**
  * @brief What a host that delivers does between its events.
@@ -24,6 +37,7 @@ class Session
 {
 public:
     Session(Host &host, DeliverySender &sender, Options const &options, StopSignal const &stop, Console &console);
+    Session(Host &host, Options const &options, Console &console, SessionContext context);
 
     /// Does what is due until then. Returns whether the host is to go on.
     bool goesOnAfter(std::chrono::steady_clock::time_point time);
@@ -39,10 +53,9 @@ private:
     void showProgress(DeliveryState const &state);
 
     Host &m_host;
-    DeliverySender &m_sender;
     Options const &m_options;
-    StopSignal const &m_stop;
     Console &m_console;
+    SessionContext m_context;
     std::chrono::steady_clock::time_point m_nextFlush;
     std::chrono::steady_clock::time_point m_nextLine;
     qint64 m_reportedLosses = 0;
