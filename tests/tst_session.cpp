@@ -122,7 +122,11 @@ public:
         , m_console(stream ? stream : m_file.get())
     {
         session.emplace(host, m_options, m_console,
-                        SessionContext{[this] { return delivery; },
+                        SessionContext{[this] {
+                                           if (++m_looks > 100'000)
+                                               qFatal("the session goes on without end");
+                                           return delivery;
+                                       },
                                        [this] {
                                            ++deliveryStops;
                                            atStop();
@@ -195,6 +199,7 @@ private:
         return arrives;
     }
 
+    int m_looks = 0;
     QTemporaryDir m_root;
     File m_file;
     Machine m_machine;

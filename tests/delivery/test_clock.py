@@ -32,7 +32,7 @@ class Clocks(DeliveryTest):
         host = self.host()
         clock = Clock(self.folder)
         clock.set(before)
-        run = host.start(collector.url, *AGE, "--live", "--interval", 0.02, "--flush", 0.05, env=clock.environment)
+        run = host.start(collector.url, "--echo", *AGE, "--live", "--interval", 0.02, "--flush", 0.05, env=clock.environment)
         until(lambda: len(run.reported()) > 20, "samples before")
         clock.set(after)
         count = len(run.reported())

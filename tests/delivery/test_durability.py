@@ -15,7 +15,7 @@ class Durability(DeliveryTest):
         trace = self.folder / "trace"
         collector = self.collector().start()
         host = self.host()
-        self.ends_well(host.start(collector.url, "--pace", 0.01, script=self.script(zaps(50)), prefix=[
+        self.ends_well(host.start(collector.url, "--echo", "--pace", 0.01, script=self.script(zaps(50)), prefix=[
             "strace", "-f", "-y", "-s", "5000", "-e", "trace=write,pwrite64,fdatasync,fsync", "-o", str(trace)]))
         self.nothing_is_lost(collector, host)
 

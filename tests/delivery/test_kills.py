@@ -1,13 +1,8 @@
-"""A host that is killed at any moment, a hundred times: what it has reported is there in the end, and once.
+"""A host that is killed a hundred times, at each stage: what it has reported is there in the end, and once."""
 
-DELIVERY_SEED repeats the moments of a run that has printed its seed, as far as the machine does.
-"""
+import subprocess
 
-import os
-import random
-import time
-
-from harness import EVENING, Collector, DeliveryTest, zaps
+from harness import EVENING, EVENING_PACKAGES, DeliveryTest, Run, end, takes, until, zaps
 
 KILLS = 100
 
@@ -15,49 +10,82 @@ KILLS = 100
 class Kills(DeliveryTest):
     """SIGKILL."""
 
+    def setUp(self) -> None:
+        super().setUp()
+        self.running = self.collector().start()
+        self.box = self.host()
+
+    def fed(self, script: str) -> Run:
+        """A run that has been given a script, and waits for more."""
+        run = self.box.start(self.running.url, "--echo", stdin=subprocess.PIPE)
+        run.feed(script)
+        return run
+
+    def at_the_start(self, moment: int) -> None:
+        """Before the first report, or not long after it."""
+        run = self.fed(zaps(20))
+        until(lambda: (True, self.box.spool.exists(), run.prepared(), run.reported())[moment], "the host starts")
+        end(run.process)
+
+    def with_all_delivered(self, count: int) -> None:
+        """Nothing waits. What earlier runs have left is delivered, too."""
+        run = self.fed(zaps(count))
+        until(lambda: len(run.reported()) == count, "everything is safe")
+        bodies = {line[:-1].decode() for each in self.box.runs for line in each.reported()}
+        until(lambda: bodies <= {body for body, in self.running.rows("SELECT body FROM packages")}, "all is delivered")
+        end(run.process)
+
+    def with_packages_to_deliver(self, count: int) -> None:
+        """The collector is stuck."""
+        self.running.set_fault(kind="hang")
+        run = self.fed(zaps(count))
+        until(lambda: len(run.reported()) == count, "everything is safe")
+        end(run.process)
+        self.running.end_fault()
+
+    def with_an_answer_on_its_way(self, count: int) -> None:
+        """The collector has what the host does not know of."""
+        self.running.set_fault(kind="slow", delay=1000)
+        before = self.running.taken()
+        run = self.fed(zaps(count))
+        until(lambda: self.running.taken() > before and len(run.reported()) == count, "a request is under way")
+        end(run.process)
+        self.running.end_fault()
+
+    def with_events_in_memory(self, count: int) -> None:
+        """They wait for one of medium priority."""
+        run = self.fed(zaps(count, "low"))
+        until(lambda: len(run.prepared()) == count, "the events wait")
+        end(run.process)
+
+    def while_it_reports(self, count: int) -> None:
+        """Wherever the thread that delivers is then."""
+        run = self.box.start(self.running.url, "--echo", "--pace", 0.001, EVENING, EVENING)
+        until(lambda: len(run.reported()) >= count, "it reports")
+        end(run.process)
+
+    @takes(20)
     def test_killed_a_hundred_times(self) -> None:
-        seed = int(os.environ.get("DELIVERY_SEED", time.time()))
-        print(f"killed_a_hundred_times: DELIVERY_SEED={seed}", flush=True)
-        chance = random.Random(seed)
-        collector = self.collector().start()
-        host = self.host()
-        small = self.script(zaps(200))
-        # What this machine takes for an evening is the measure of the moments.
-        begin = time.monotonic()
-        self.ends_well(host.start(collector.url, EVENING))
-        evening = time.monotonic() - begin
-        ways = [["--pace", 0.002, EVENING, EVENING], ["--live", "--interval", 0.01, "--flush", 0.05], [small]]
-        stages = {"before the first report": 0, "with all that was reported delivered": 0,
-                  "with packages to deliver": 0}
-        for number in range(KILLS):
-            # In turns of five, so that hosts find the collector as they left it, and also otherwise.
+        chance = self.chance()
+        for number in range(KILLS // 5):
+            self.at_the_start(number % 4)
+            self.with_events_in_memory(chance.randint(1, 30))
+            # The collector is away now and then.
             if number % 5 == 0:
-                self.change(collector, number // 5)
-            run = host.start(collector.url, *ways[number % 3])
-            time.sleep(chance.uniform(0, chance.choice((0.1, 3))) * evening)
-            host.end()
-            reported = sum(len(each.reported()) for each in host.runs)
-            if not run.reported():
-                stages["before the first report"] += 1
-            elif collector.count("packages") >= reported:
-                stages["with all that was reported delivered"] += 1
+                self.running.kill()
+                self.while_it_reports(chance.randint(1, 2 * EVENING_PACKAGES))
+                self.running.start()
             else:
-                stages["with packages to deliver"] += 1
-        print(f"killed_a_hundred_times: {', '.join(f'{times} {stage}' for stage, times in stages.items())}", flush=True)
+                self.while_it_reports(chance.randint(1, 2 * EVENING_PACKAGES))
+            self.with_packages_to_deliver(chance.randint(1, 30))
+            if number % 2:
+                self.with_an_answer_on_its_way(chance.randint(1, 30))
+            else:
+                self.with_all_delivered(chance.randint(1, 30))
+        self.assertEqual(len(self.box.runs), KILLS)
 
-        collector.kill()
-        collector.start()
-        self.assertEqual(self.ends_well(host.start(collector.url)).lost, 0)
-        self.assertFalse(any(run.says("damaged") for run in host.runs), "a kill is not to damage the spool")
-        account = self.nothing_is_lost(collector, host, killed=True)
-        self.assertGreater(min(stages.values()), 0, "all kills hit the same stage")
-        self.assertGreater(account.repeats, 0, "no kill hit a request under way")
-        self.assertGreater(len(account.prepared - account.received), 0, "no kill hit events in memory")
-
-    def change(self, collector: Collector, turn: int) -> None:
-        """Up, slow, down, and so on."""
-        collector.kill()
-        if turn % 3 == 0:
-            collector.start()
-        elif turn % 3 == 1:
-            collector.start(kind="slow", delay=0.1)
+        self.assertEqual(self.ends_well(self.box.start(self.running.url)).lost, 0)
+        self.assertFalse(any(run.says("damaged") for run in self.box.runs), "a kill is not to damage the spool")
+        account = self.nothing_is_lost(self.running, self.box, killed=True)
+        self.assertGreaterEqual(account.repeats, KILLS // 10, "no kill hit a request under way")
+        self.assertGreaterEqual(len(account.prepared - account.received), KILLS // 5, "no kill hit events in memory")

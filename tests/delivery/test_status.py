@@ -9,7 +9,7 @@ import struct
 import subprocess
 import termios
 
-from harness import EVENING, STBHOST, SUMMARY, DeliveryTest, until
+from harness import EVENING, STBHOST, SUMMARY, DeliveryTest, takes, until
 
 CLEAR = "\r\x1b[K"
 
@@ -27,7 +27,7 @@ class Status(DeliveryTest):
         try:
             ours, its = pty.openpty()
         except OSError as error:
-            self.skipTest(f"no terminal can be had here: {error}")
+            self.skipTest(f"no terminal can be had: /dev/ptmx cannot be opened: {error}")
         fcntl.ioctl(its, termios.TIOCSWINSZ, struct.pack("HHHH", 24, columns, 0, 0))
         with subprocess.Popen([STBHOST, "--collector", self.url, "--spool", str(self.folder / str(columns)),
                                "--spread", "0", "--pace", "0.02", EVENING],
@@ -56,6 +56,7 @@ class Status(DeliveryTest):
         statuses = self.on_terminal(30)[:-1]
         self.assertEqual(max(map(len, statuses)), 29, "a status never takes two lines")
 
+    @takes(11)
     def test_plain(self) -> None:
         self.running.kill()
         run = self.host().start(self.url, "--pace", 0.15, "--linger", 0, script=EVENING, env={"QT_LOGGING_RULES": ""})
@@ -65,7 +66,7 @@ class Status(DeliveryTest):
         self.assertTrue(SUMMARY.match(messages[-1]))
         line = next(line for line in messages if "; next in " in line)
         self.assertRegex(line, r"^\d+ events, \d+ packages: 0 sent, \d+ pending, 0 refused, 0 lost; "
-                               r"\d+ attempts failed; next in \d s: Connection refused$")
+                               r"\d+ attempts failed; next in \d s: .*refused$")
         self.assertNotIn(CLEAR, "".join(messages))
 
     def test_quiet(self) -> None:

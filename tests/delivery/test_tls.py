@@ -47,7 +47,7 @@ class Tls(DeliveryTest):
         (certificates / "ca.pem").write_bytes(self.ca.read_bytes())
         system = ["unshare", "--mount", "sh", "-c", 'mount --bind "$0" /etc/ssl/certs && exec "$@"', str(certificates)]
         if subprocess.run([*system, "true"], capture_output=True).returncode:
-            self.skipTest("nothing can be mounted here")
+            self.skipTest("the right to mount is missing: unshare --mount and mount --bind fail")
         collector = self.certified("IP:127.0.0.1")
         host = self.host()
         self.assertEqual(self.ends_well(host.start(collector.url, script=EVENING, prefix=system)).pending, 0)
@@ -55,23 +55,24 @@ class Tls(DeliveryTest):
 
     def refused(self, collector: Collector, host: Host, reason: str, *options: str) -> None:
         """The host says why in one line, and stops reporting."""
-        run = host.start(collector.url, *options, "--quiet", script=EVENING)
+        run = host.start(collector.url, "--echo", *options, "--quiet", script=EVENING)
         self.assertEqual(run.ended(), 1)
-        self.assertEqual(run.messages(), [f"stbhost: {collector.url}: {reason}"])
+        message, = run.messages()
+        self.assertRegex(message, f"^stbhost: {collector.url}: .*{reason}")
         self.assertGreater(len(run.reported()), 0)
         self.assertEqual(collector.count("packages"), 0)
 
     def test_without_its_authority(self) -> None:
         collector = self.certified("IP:127.0.0.1")
         host = self.host()
-        self.refused(collector, host, "The issuer certificate of a locally looked up certificate could not be found")
+        self.refused(collector, host, "issuer certificate")
         self.evening(collector, host)
         self.assertGreater(len(self.nothing_is_lost(collector, host).received), EVENING_EVENTS)
 
     def test_wrong_name(self) -> None:
         collector = self.certified("DNS:elsewhere.example")
         host = self.host()
-        self.refused(collector, host, "The host name did not match any of the valid hosts for this certificate",
+        self.refused(collector, host, "host name",
                      "--ca", str(self.ca))
         collector.kill()
         collector = self.certified("IP:127.0.0.1")
@@ -84,7 +85,7 @@ class Tls(DeliveryTest):
         host = self.host()
         clock = Clock(self.folder)
         clock.set(100 - int(time.time()))
-        run = host.start(collector.url, "--ca", self.ca, "--pace", 0.02, script=EVENING, env=clock.environment)
+        run = host.start(collector.url, "--echo", "--ca", self.ca, "--pace", 0.02, script=EVENING, env=clock.environment)
         until(lambda: len(run.reported()) > 20, "packages are reported")
         self.assertEqual(collector.count("packages"), 0)
         clock.set(0)
