@@ -14,7 +14,7 @@ import zlib
 from pathlib import Path
 from typing import Any
 
-from support import JSON, PROGRAM, ROOT, CollectorTest, envelope, zap
+from support import JSON, LIMIT, PROGRAM, ROOT, CollectorTest, envelope, zap
 
 DATA = ROOT / "tests/data/wireformat"
 
@@ -69,7 +69,7 @@ class Packages(CollectorTest):
         answers = []
 
         def deliver(box: int) -> None:
-            connection = http.client.HTTPConnection("127.0.0.1", self.port, timeout=30)
+            connection = http.client.HTTPConnection("127.0.0.1", self.port, timeout=LIMIT)
             for number in range(10):
                 packages = [zap(f"{box}-{number}-{part}", f"box-{box}") for part in range(3)]
                 connection.request("POST", "/packages", envelope(*packages, zap("all")), JSON)
@@ -214,7 +214,7 @@ class Acceptance(CollectorTest):
 class Faults(CollectorTest):
     """The collector fails as it is told to, and only where packages come in."""
 
-    def deliver(self, key: str, timeout: float = 10) -> Any:
+    def deliver(self, key: str, timeout: float = LIMIT) -> Any:
         """What a host sees that delivers a package over a connection of its own: an answer, or an error."""
         connection = http.client.HTTPConnection("127.0.0.1", self.port, timeout=timeout)
         try:
@@ -256,12 +256,12 @@ class Faults(CollectorTest):
 
     def test_cut_while_the_request_is_read(self) -> None:
         self.fault(kind="cut", when="request", count=1)
-        with socket.create_connection(("127.0.0.1", self.port), timeout=5) as half:
+        with socket.create_connection(("127.0.0.1", self.port), timeout=LIMIT) as half:
             half.sendall(b"POST /packages HTTP/1.1\r\nHost: x\r\nContent-Length: 1000\r\n"
                          b"Content-Type: application/json\r\n\r\n" + b" " * 499)
             half.settimeout(0.3)
             self.assertRaises(TimeoutError, half.recv, 1)
-            half.settimeout(5)
+            half.settimeout(LIMIT)
             half.sendall(b" ")
             self.assertEqual(half.recv(1), b"")
         self.fault(kind="cut", when="request", count=1)
@@ -288,7 +288,7 @@ class Faults(CollectorTest):
 
     def test_slow_drips(self) -> None:
         self.fault(kind="slow", drip=0.2, count=1)
-        with socket.create_connection(("127.0.0.1", self.port), timeout=5) as connection:
+        with socket.create_connection(("127.0.0.1", self.port), timeout=LIMIT) as connection:
             connection.sendall(b"POST /packages HTTP/1.1\r\nHost: x\r\nContent-Length: 2\r\n"
                                b"Content-Type: application/json\r\n\r\n{}")
             received = b""
@@ -298,7 +298,7 @@ class Faults(CollectorTest):
 
     def test_refuse(self) -> None:
         self.totals()  # opens the connection that stays
-        self.fault(kind="refuse", seconds=2)
+        self.fault(kind="refuse", seconds=5)
         self.assertEqual(self.deliver("a"), ConnectionRefusedError)
         self.assertEqual(self.totals()["fault"]["kind"], "refuse")
         with self.assertRaises((ConnectionResetError, http.client.RemoteDisconnected)):
@@ -320,10 +320,10 @@ class Faults(CollectorTest):
 
     def test_for_a_time(self) -> None:
         begin = time.monotonic()
-        self.fault(kind="status", status=503, seconds=1.5)
+        self.fault(kind="status", status=503, seconds=5)
         self.assertEqual((self.deliver("a")[0], self.deliver("a")[0]), (503, 503))
         self.becomes(None, lambda: self.totals()["fault"])
-        self.assertGreater(time.monotonic() - begin, 1.5)
+        self.assertGreater(time.monotonic() - begin, 5)
         self.assert_well("a")
 
     def test_until_it_is_ended(self) -> None:
@@ -394,7 +394,7 @@ class Starts(CollectorTest):
         answered = []
 
         def deliver(box: int) -> None:
-            connection = http.client.HTTPConnection("127.0.0.1", self.port, timeout=10)
+            connection = http.client.HTTPConnection("127.0.0.1", self.port, timeout=LIMIT)
             try:
                 for number in range(100000):
                     keys = [f"{box}-{number}-{part}" for part in range(3)]
@@ -409,8 +409,7 @@ class Starts(CollectorTest):
             threads = [threading.Thread(target=deliver, args=[10 * round_number + box]) for box in range(5)]
             for thread in threads:
                 thread.start()
-            while len(answered) < 150 * (round_number + 1):
-                time.sleep(0.01)
+            self.becomes(True, lambda: len(answered) >= 150 * (round_number + 1))
             self.stop(signal.SIGKILL)
             for thread in threads:
                 thread.join()
@@ -441,11 +440,14 @@ class Starts(CollectorTest):
 
     def test_bad_clients(self) -> None:
         head = b"POST /packages HTTP/1.1\r\nHost: x\r\nContent-Type: application/json\r\n"
-        for sent in (b"", b"garbage\r\n\r\n", head, head + b"Content-Length: 1000\r\n\r\n{",
+        garbage = b"garbage\r\n\r\n"
+        for sent in (b"", garbage, head, head + b"Content-Length: 1000\r\n\r\n{",
                      head + b"Transfer-Encoding: chunked\r\n\r\n{", head + b"Content-Length: 2\r\n\r\n{}"):
-            with socket.create_connection(("127.0.0.1", self.port), timeout=5) as client:
+            with socket.create_connection(("127.0.0.1", self.port), timeout=LIMIT) as client:
                 client.sendall(sent)
-                time.sleep(0.1)
+                # What it has answered, or closed, it has read; of what is incomplete nobody can tell.
+                if sent == garbage or sent.endswith(b"{}"):
+                    client.recv(1)
         self.assertEqual(self.post(envelope(zap("a"))), (200, {"accepted": 1, "repeated": 0}))
         self.assertEqual(self.stop(), (0, ""))
 
@@ -457,9 +459,9 @@ class Starts(CollectorTest):
                         "-out", certificate], check=True, capture_output=True)
         self.start("--tls", str(certificate), str(key))
         with self.assertRaises(ssl.SSLCertVerificationError):
-            http.client.HTTPSConnection("127.0.0.1", self.port, timeout=10).request("GET", "/totals")
+            http.client.HTTPSConnection("127.0.0.1", self.port, timeout=LIMIT).request("GET", "/totals")
         trusting = ssl.create_default_context(cafile=str(certificate))
-        self.connection = http.client.HTTPSConnection("127.0.0.1", self.port, timeout=10, context=trusting)
+        self.connection = http.client.HTTPSConnection("127.0.0.1", self.port, timeout=LIMIT, context=trusting)
         self.assertEqual(self.post(envelope(zap("a"))), (200, {"accepted": 1, "repeated": 0}))
         self.fault(kind="cut", when="answer", count=1)
         self.assertRaises(http.client.IncompleteRead, self.post, envelope(zap("b")))
@@ -475,7 +477,7 @@ class Starts(CollectorTest):
             (["--store", "x", "more"], "unrecognized arguments: more"),
         ]:
             with self.subTest(options=options):
-                ended = subprocess.run([PROGRAM, *options], capture_output=True, text=True, timeout=10, check=False)
+                ended = subprocess.run([PROGRAM, *options], capture_output=True, text=True, timeout=LIMIT, check=False)
                 self.assertEqual((ended.returncode, ended.stdout, ended.stderr.splitlines()[-1]),
                                  (2, "", f"collector: error: {said}"))
 
@@ -504,7 +506,7 @@ class Starts(CollectorTest):
             (store + ["--fault", "hang"], "--fault: Expecting value: line 1 column 1 (char 0)"),
         ]:
             with self.subTest(options=options):
-                ended = subprocess.run([PROGRAM, *options], capture_output=True, text=True, timeout=10, check=False)
+                ended = subprocess.run([PROGRAM, *options], capture_output=True, text=True, timeout=LIMIT, check=False)
                 self.assertEqual((ended.returncode, ended.stdout, ended.stderr), (1, "", f"collector: {said}\n"))
 
 
