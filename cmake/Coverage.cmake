@@ -1,0 +1,12 @@
+# Our code counts what the tests reach of it; the tests' own does not. All link what counts, which adds nothing to the
+# library's exports.
+add_link_options(--coverage LINKER:--exclude-libs,libgcov.a)
+
+function(stbanalytics_count)
+    foreach(target
+            stbanalytics stbanalytics_testing
+            stbhost stbhost_core stbhost_delivery
+            stbanalytics-check stbanalytics-wireformat stbanalytics_wireformat)
+        target_compile_options(${target} PRIVATE --coverage -fprofile-abs-path -fprofile-update=atomic)
+    endforeach()
+endfunction()
