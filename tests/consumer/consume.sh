@@ -60,11 +60,18 @@ build_release() {
     cmake --build "$release" --target stbanalytics
 }
 
-# check PROGRAM [EMULATOR...]: it ends well, and says what it should.
-check() {
+# run PROGRAM [EMULATOR...]: it ends well.
+run() {
     program=$1
     shift
-    "$@" "$program" >"$work/output" 2>"$work/log"
+    "$@" "$program" >"$work/output" 2>"$work/log" || {
+        cat "$work/log" >&2
+        fail "$program ends with an error"
+    }
+}
+# check PROGRAM [EMULATOR...]: it also says what it should.
+check() {
+    run "$@"
     printf '%s\n' '{"events":[{"channel":{"channel_id":7,"program_id":42}}]}' pause_live | diff - "$work/output"
 }
 
@@ -73,7 +80,7 @@ package)
     cmake --install "$build" --prefix "$prefix" >"$work/install.log"
     by_package
     check "$work/host/consumer" "$@"
-    "$@" "$work/host/consumer_test" 2>>"$work/log"
+    run "$work/host/consumer_test" "$@"
     ;;
 pkgconfig)
     cmake --install "$build" --prefix "$work/first" >"$work/install.log"
@@ -87,7 +94,7 @@ pkgconfig)
 subdirectory)
     by_cmake "-DSTBANALYTICS_SOURCE_DIR=$source"
     ! grep -E '^(BUILD_TESTING|CTEST_|DART_)' "$work/host/CMakeCache.txt" || fail "that is the host's to decide"
-    "$@" "$work/host/consumer_test" 2>"$work/log"
+    run "$work/host/consumer_test" "$@"
     cmake --install "$work/host" --prefix "$prefix" >"$work/install.log"
     check "$prefix/bin/consumer" "$@"
     [ ! -e "$prefix/include" ] || fail "the library's headers are installed, which no box needs"
