@@ -33,8 +33,8 @@ elseif(TARGET ${stbanalytics_logging} AND NOT stbanalytics_logging_is_standin)
     if(logging_FOUND AND imported AND NOT STBANALYTICS_LOGGING)
         set(stbanalytics_find_logging "find_dependency(logging)\n")
     elseif(type STREQUAL "SHARED_LIBRARY")
-        message(STATUS "liblogging: the installed stbanalytics needs ${stbanalytics_logging} of a package that is found "
-            "before, so put it into an export set of yours")
+        message(STATUS "liblogging: the installed stbanalytics needs ${stbanalytics_logging} of a package that is "
+            "found before, so put it into an export set of yours")
     endif()
 endif()
 
@@ -86,7 +86,8 @@ install(CODE "
     if(CMAKE_INSTALL_PREFIX STREQUAL [[/usr]] OR IS_ABSOLUTE [[${CMAKE_INSTALL_LIBDIR}]])
         set(prefix \${CMAKE_INSTALL_PREFIX})
     endif()
-    configure_file([[${CMAKE_CURRENT_BINARY_DIR}/stbanalytics.pc.in]] [[${CMAKE_CURRENT_BINARY_DIR}/stbanalytics.pc]] @ONLY)"
+    configure_file(
+        [[${CMAKE_CURRENT_BINARY_DIR}/stbanalytics.pc.in]] [[${CMAKE_CURRENT_BINARY_DIR}/stbanalytics.pc]] @ONLY)"
     COMPONENT Development)
 install(FILES ${CMAKE_CURRENT_BINARY_DIR}/stbanalytics.pc
     DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig COMPONENT Development)

@@ -12,7 +12,8 @@ mkdir -p "$work"
 configure() {
     echo "with $*"
     cmake -S "$host" -B "$work/host" -G Ninja "-DCMAKE_CXX_COMPILER=$compiler" "-DSTBANALYTICS_SOURCE_DIR=$source" \
-        -U STBANALYTICS_LOGGING -U STBANALYTICS_INSTALL -U logging_DIR -DOWN= -DALIAS= -DEXPORTED= "$@" >"$work/log" 2>&1
+        -U STBANALYTICS_LOGGING -U STBANALYTICS_INSTALL -U logging_DIR -DOWN= -DALIAS= -DEXPORTED= "$@" \
+        >"$work/log" 2>&1
 }
 fail() {
     cat "$work/log"
@@ -45,7 +46,8 @@ taken "the target logging::logging" -DOWN=acmelog -DALIAS=logging::logging
 for target in logging logging::logging; do
     mkdir "$work/$target"
     printf '%s\n' "add_library($target SHARED IMPORTED)" \
-        "set_target_properties($target PROPERTIES IMPORTED_LOCATION /liblogging.so)" >"$work/$target/loggingConfig.cmake"
+        "set_target_properties($target PROPERTIES IMPORTED_LOCATION /liblogging.so)" \
+        >"$work/$target/loggingConfig.cmake"
 done
 taken "the target logging of the package logging" "-Dlogging_DIR=$work/logging"
 taken "the target logging::logging" "-Dlogging_DIR=$work/logging::logging"
@@ -54,13 +56,14 @@ taken "the target logging::logging" "-Dlogging_DIR=$work/logging::logging"
 taken "$work/liblogging.so, named by STBANALYTICS_LOGGING" "-DSTBANALYTICS_LOGGING=$work/liblogging.so"
 taken "-lm, named by STBANALYTICS_LOGGING" -DSTBANALYTICS_LOGGING=m
 for wrong in acmelgo "$work/liblogging" "$work" build/liblogging.so; do
-    refused "STBANALYTICS_LOGGING is \"$wrong\", which is none of these: - a target (define it before this folder is added)" \
+    refused "STBANALYTICS_LOGGING is \"$wrong\", which is none of these: - a target (define it before this folder is" \
         -DOWN=acmelog "-DSTBANALYTICS_LOGGING=$wrong"
 done
 
 # The installed library needs the host's own, which comes in a package of the host's.
 own="-DOWN=acmelog -DSTBANALYTICS_LOGGING=acmelog -DSTBANALYTICS_INSTALL=ON"
-advice="the installed stbanalytics needs acmelog of a package that is found before, so put it into an export set of yours"
+advice="the installed stbanalytics needs acmelog of a package that is found before, \
+so put it into an export set of yours"
 # shellcheck disable=SC2086 # a list of words
 taken "acmelog, named by STBANALYTICS_LOGGING
 $advice" $own -DEXPORTED=ON

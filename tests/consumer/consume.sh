@@ -1,7 +1,7 @@
 #!/bin/sh
 # Builds the host beside this script against the library and runs it: consume.sh WAY SOURCE BUILD WORK HEADERS [EMULATOR...]
 # WAY is package, pkgconfig, subdirectory, or one of two that build the library anew, by the README's command for a box:
-# logging_elsewhere, with a liblogging that stands elsewhere and an absolute folder to install to, and size, without a host.
+# logging_elsewhere, with a liblogging that stands elsewhere and an absolute folder to install to; size, without a host.
 # SOURCE and BUILD are the library's folders, WORK is emptied and used.
 set -eu
 way=$1 source=$2 build=$3 work=$4 headers=$5
@@ -38,8 +38,8 @@ by_package() {
     by_cmake "$@" "-Dstbanalytics_DIR=$(dirname "$(find "$prefix" "$work/libraries" -name stbanalyticsConfig.cmake)")"
 }
 
-# The host in $work/consumer. Its language is newer than the library's. Qt's headers are the system's, whose warnings are
-# none of ours; pkg-config alone names them as if they were a project's own.
+# The host in $work/consumer. Its language is newer than the library's. Qt's headers are the system's, and their
+# warnings none of ours, though pkg-config names them as if they were a project's own.
 by_pkgconfig() {
     PKG_CONFIG_PATH=$(dirname "$(find "$prefix" "$work/libraries" -name stbanalytics.pc)")
     export PKG_CONFIG_PATH
@@ -50,7 +50,7 @@ by_pkgconfig() {
         "-Wl,-rpath,$(dirname "$PKG_CONFIG_PATH")"
 }
 
-# build_release OPTIONS...: the library, as the README tells to build it for a box, in a folder that later runs find again.
+# build_release OPTIONS...: the library, as the README tells to build it for a box, in a folder that is kept.
 release=$(dirname "$work")/release
 build_release() {
     options=$(sed -n 's/^cmake -B build\/box //p' "$source/README.md")
