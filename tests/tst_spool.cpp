@@ -113,6 +113,7 @@ private Q_SLOTS:
     void changedLetter_data();
     void changedLetter();
     void changedLetterBeforeSave();
+    void changedLetterOnAFullDisk();
     void changedClass_data();
     void changedClass();
     void changedState_data();
@@ -1390,6 +1391,30 @@ void tst_Spool::changedLetterBeforeSave()
         sql(databaseOf(folder()), "SELECT lost_to_quota, lost_to_age, lost_to_damage, refused, packages FROM state"),
         QByteArray("5|0|1|1|52"));
     QCOMPARE(sql(databaseOf(folder()), "SELECT class, count(*) FROM package GROUP BY class"), QByteArray("0|1\n1|51"));
+}
+
+void tst_Spool::changedLetterOnAFullDisk()
+{
+    Image changed = originals().image;
+    Package const &package = *originals().packages.find(30);
+    qsizetype const at = changed.database.indexOf(package.body);
+    changed.database[at] = changed.database.at(at) == '7' ? '8' : '7';
+    keep(changed);
+    auto spool = std::make_unique<Spool>(Spool::Limits());
+    QCOMPARE(spool->open(folder()), QString());
+    {
+        // Half of a copy would do for half of the packages.
+        FullDisk const full;
+        QCOMPARE(delivered(*spool).last().id, 29);
+        QCOMPARE(spool->problem(), QStringLiteral("no room to read the damaged spool"));
+        QCOMPARE(spool->takeNotice(), QString());
+        QCOMPARE(spool->losses().damage, 0);
+    }
+    QList<Package> const packages = delivered(*spool);
+    QCOMPARE(packages.first().id, 31);
+    QCOMPARE(packages.last().id, 59);
+    QCOMPARE(spool->losses().damage, 1);
+    goesOn(std::move(spool));
 }
 
 void tst_Spool::changedClass_data()

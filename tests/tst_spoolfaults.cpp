@@ -74,17 +74,18 @@ namespace {
 class Fault
 {
 public:
-    enum Kind { None, Unopenable, Unreadable, CutOff, Unwritable };
+    enum Kind { None, Unopenable, Unreadable, Uncorrectable, CutOff, Unwritable, BadPage };
 
     /// The file keeps its fault under another name; one that is not there yet has it by its name.
-    Fault(Kind kind, QString const &path)
+    Fault(Kind kind, QString const &path, qsizetype page = 0)
         : m_kind(kind)
         , m_path(QFile::encodeName(path))
+        , m_page(page)
     {
-        struct stat status
+        struct stat64 status
         {
         };
-        if (stat(m_path.constData(), &status) == 0)
+        if (stat64(m_path.constData(), &status) == 0)
             m_inode = status.st_ino;
         s_current = this;
         replace("open", reinterpret_cast<sqlite3_syscall_ptr>(open));
@@ -102,6 +103,12 @@ public:
         s_current = nullptr;
     }
 
+    /// Whether not even Qt can read that.
+    static bool isBad(int file, off64_t offset)
+    {
+        return s_current != nullptr && isHit(BadPage, file) && offset / pageSize == s_current->m_page;
+    }
+
 private:
     static void replace(char const *name, sqlite3_syscall_ptr call)
     {
@@ -114,11 +121,11 @@ private:
     {
         if (s_current->m_kind != kind)
             return false;
-        struct stat status
+        struct stat64 status
         {
         };
         if (s_current->m_inode != 0)
-            return fstat(file, &status) == 0 && status.st_ino == s_current->m_inode;
+            return fstat64(file, &status) == 0 && status.st_ino == s_current->m_inode;
         return pathOf(file) == s_current->m_path;
     }
 
@@ -133,8 +140,12 @@ private:
 
     static ssize_t read(int file, void *bytes, size_t size, off64_t offset)
     {
-        if (isHit(Unreadable, file)) {
+        if (isHit(Unreadable, file) || isBad(file, offset)) {
             errno = EIO;
+            return -1;
+        }
+        if (isHit(Uncorrectable, file)) {
+            errno = EBADMSG; // As flash has it. SQLite takes EIO for damage itself.
             return -1;
         }
         return isHit(CutOff, file) ? 0 : pread64(file, bytes, size, offset);
@@ -153,10 +164,20 @@ private:
 
     Kind m_kind;
     QByteArray m_path;
-    ino_t m_inode = 0;
+    qsizetype m_page;
+    ino64_t m_inode = 0;
 };
 
 } // namespace
+
+extern "C" ssize_t read(int file, void *bytes, size_t size)
+{
+    if (Fault::isBad(file, lseek64(file, 0, SEEK_CUR))) {
+        errno = EIO;
+        return -1;
+    }
+    return static_cast<ssize_t>(syscall(SYS_read, file, bytes, size));
+}
 
 class tst_SpoolFaults : public QObject
 {
@@ -176,6 +197,7 @@ private Q_SLOTS:
     void newLogIsLeft();
     void readFailsWhileInUse_data();
     void readFailsWhileInUse();
+    void badPage();
 
 private:
     QString folder() const { return m_directory->path(); }
@@ -421,8 +443,10 @@ void tst_SpoolFaults::readFailsWhileInUse_data()
     QTest::addColumn<QByteArray>("file");
 
     QTest::newRow("the file, an error") << int(Fault::Unreadable) << QByteArray("spool.db");
+    QTest::newRow("the file, too many bits") << int(Fault::Uncorrectable) << QByteArray("spool.db");
     QTest::newRow("the file, less than there was") << int(Fault::CutOff) << QByteArray("spool.db");
     QTest::newRow("the log, an error") << int(Fault::Unreadable) << QByteArray("spool.db-wal");
+    QTest::newRow("the log, too many bits") << int(Fault::Uncorrectable) << QByteArray("spool.db-wal");
     QTest::newRow("the log, less than there was") << int(Fault::CutOff) << QByteArray("spool.db-wal");
 }
 
@@ -448,6 +472,18 @@ void tst_SpoolFaults::readFailsWhileInUse()
     QCOMPARE(spool->open(folder()), QString());
     QCOMPARE(wordsOf(delivered(*spool)), QByteArray("h15 n1 n2 n3 n4 n5 n6 n7 n8 n9 n10 n11 n12 n13 n14"));
     QCOMPARE(spool->losses().total(), 0);
+}
+
+/// What the disk does not give back is no more than the page that it is on.
+void tst_SpoolFaults::badPage()
+{
+    writeImage(folder(), original());
+    Fault const fault(Fault::BadPage, databaseOf(folder()), original().database.indexOf("n5.") / pageSize);
+    Spool spool({});
+    QCOMPARE(spool.open(folder()), QString());
+    QCOMPARE(spool.takeNotice(), noticeOf(14, 1));
+    QCOMPARE(wordsOf(delivered(spool)), QByteArray("h15 n1 n2 n3 n4 n6 n7 n8 n9 n10 n11 n12 n13 n14"));
+    QCOMPARE(spool.losses().damage, 1);
 }
 
 QTEST_GUILESS_MAIN(tst_SpoolFaults)
