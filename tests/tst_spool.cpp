@@ -80,6 +80,7 @@ private Q_SLOTS:
 
     void quota_data();
     void quota();
+    void quotaAfterReopening();
     void quotaSparesWhatIsTaken();
     void tooLargeForTheQuota();
     void countsDropped();
@@ -98,6 +99,7 @@ private Q_SLOTS:
     void diskFull();
     void diskFullWhileSending();
     void memoryLimit();
+    void memoryLimitIsOfUnsaved();
     void memoryLimitSparesWhatIsTaken();
     void rolledBack();
     void logLimit_data();
@@ -333,6 +335,7 @@ void tst_Spool::refusedIsSetAside()
         spool.take(everything, 2);
         spool.refused(QStringLiteral("HTTP 422 näh"));
         QCOMPARE(spool.refusedCount(), 2);
+        QCOMPARE(spool.losses().refused, 2);
         QCOMPARE(spool.pending(), 1);
         QCOMPARE(wordsOf(spool.take(everything, everything)), QByteArray("n3"));
         spool.giveBack();
@@ -455,6 +458,24 @@ void tst_Spool::quota()
         QCOMPARE(spool.losses().refused, added.count('!'));
         QCOMPARE(wordsOf(delivered(spool)), left);
     }
+}
+
+void tst_Spool::quotaAfterReopening()
+{
+    {
+        Spool spool({1000, std::chrono::hours(1)});
+        QCOMPARE(spool.open(folder()), QString());
+        addWords(spool, "n1! n2 n3 n4");
+        QVERIFY(spool.save());
+    }
+    Spool spool({1000, std::chrono::hours(1)});
+    QCOMPARE(spool.open(folder()), QString());
+    QCOMPARE(spool.pending(), 3);
+    addWords(spool, "n5 n6");
+    QVERIFY(spool.save());
+    QCOMPARE(spool.refusedCount(), 0);
+    QCOMPARE(spool.losses().quota, 1);
+    QCOMPARE(wordsOf(delivered(spool)), QByteArray("n3 n4 n5 n6"));
 }
 
 void tst_Spool::quotaSparesWhatIsTaken()
@@ -851,6 +872,19 @@ void tst_Spool::memoryLimit()
     QCOMPARE(spool.open(folder()), QString());
     QCOMPARE(spool.losses().quota, 4);
     QCOMPARE(spool.pending(), 4);
+}
+
+void tst_Spool::memoryLimitIsOfUnsaved()
+{
+    Spool spool({});
+    QCOMPARE(spool.open(folder()), QString());
+    spool.add(QByteArray(3'000'000, 'a'), false);
+    QVERIFY(spool.save());
+    FullDisk const full;
+    spool.add(QByteArray(3'000'000, 'b'), false);
+    QVERIFY(!spool.save());
+    QCOMPARE(spool.unsaved().size(), size_t(1));
+    QCOMPARE(spool.losses().quota, 0);
 }
 
 void tst_Spool::memoryLimitSparesWhatIsTaken()

@@ -198,6 +198,7 @@ private Q_SLOTS:
     void readFailsWhileInUse_data();
     void readFailsWhileInUse();
     void badPage();
+    void outOfMemory();
 
 private:
     QString folder() const { return m_directory->path(); }
@@ -231,6 +232,8 @@ void tst_SpoolFaults::init()
 void tst_SpoolFaults::cleanup()
 {
     beforeChange = nullptr;
+    sqlite3_hard_heap_limit64(0);
+    sqlite3_soft_heap_limit64(0);
 }
 
 QString tst_SpoolFaults::noticeOf(int rescued, int lost) const
@@ -354,6 +357,11 @@ void tst_SpoolFaults::killedInARescue()
         QTemporaryDir directory;
         for (auto it = files.begin(); it != files.end(); ++it)
             write(directory.filePath(it.key()), it.value());
+        if (!files.contains(QStringLiteral("spool.db"))) { // There is nothing more to be done than a move.
+            Spool spool({});
+            QCOMPARE(spool.open(directory.path()), QString());
+            QCOMPARE(spool.takeNotice(), QString());
+        }
         compare(directory.path());
         if (QTest::currentTestFailed())
             return qWarning("killed before: %s", change.constData());
@@ -484,6 +492,25 @@ void tst_SpoolFaults::badPage()
     QCOMPARE(spool.takeNotice(), noticeOf(14, 1));
     QCOMPARE(wordsOf(delivered(spool)), QByteArray("h15 n1 n2 n3 n4 n6 n7 n8 n9 n10 n11 n12 n13 n14"));
     QCOMPARE(spool.losses().damage, 1);
+}
+
+/// That is no damage.
+void tst_SpoolFaults::outOfMemory()
+{
+    writeImage(folder(), original());
+    Spool spool({});
+    QCOMPARE(spool.open(folder()), QString());
+    sqlite3_db_release_memory(latest);
+    sqlite3_hard_heap_limit64(1);
+    QCOMPARE(wordsOf(spool.take(everything, everything)), QByteArray());
+    addWords(spool, "n16");
+    QVERIFY(!spool.save());
+    QCOMPARE(spool.problem(), QStringLiteral("out of memory"));
+    cleanup();
+    QVERIFY(spool.save());
+    QCOMPARE(wordsOf(delivered(spool)), QByteArray("h15 n1 n2 n3 n4 n5 n6 n7 n8 n9 n10 n11 n12 n13 n14 n16"));
+    QCOMPARE(spool.takeNotice(), QString());
+    QVERIFY(!QFile::exists(damagedOf(folder())));
 }
 
 QTEST_GUILESS_MAIN(tst_SpoolFaults)
