@@ -1397,34 +1397,35 @@ void tst_Spool::changedLetterBeforeSave()
     {
         Spool spool({});
         QCOMPARE(spool.open(folder()), QString());
-        spool.countDropped(5);
-        addWords(spool, "n61");
         QCOMPARE(spool.take(everything, 1).first().id, 4);
         spool.refused(QStringLiteral("why not"));
+        QVERIFY(spool.save());
+        spool.countDropped(5);
+        addWords(spool, "n61");
         QCOMPARE(spool.take(everything, 1).first().id, 11);
-        spool.delivered();
+        spool.refused(QStringLiteral("why not"));
         for (int i = 0; i < 7; ++i) { // The rest of those of high priority.
             spool.take(everything, 1);
             spool.delivered();
         }
         QCOMPARE(spool.pending(), 60 + 1 - 9);
         spool.take(everything, everything);
-        // The refused one is among those that the file has, and eight are delivered.
-        QCOMPARE(spool.takeNotice(), noticeOf(51, 1));
+        // The refused ones are among those that the file has, and seven are delivered.
+        QCOMPARE(spool.takeNotice(), noticeOf(52, 1));
         QCOMPARE(spool.taken().size(), 51);
         QCOMPARE(wordsOf({spool.taken().last()}), QByteArray("n61"));
         spool.giveBack();
         QCOMPARE(spool.pending(), 51);
-        QCOMPARE(spool.refusedCount(), 1);
-        QCOMPARE(spool.losses().refused, 1);
+        QCOMPARE(spool.refusedCount(), 2);
+        QCOMPARE(spool.losses().refused, 2);
         QCOMPARE(spool.losses().quota, 5);
         QCOMPARE(spool.losses().damage, 1);
         QVERIFY(spool.save());
     }
     QCOMPARE(
         sql(databaseOf(folder()), "SELECT lost_to_quota, lost_to_age, lost_to_damage, refused, packages FROM state"),
-        QByteArray("5|0|1|1|52"));
-    QCOMPARE(sql(databaseOf(folder()), "SELECT class, count(*) FROM package GROUP BY class"), QByteArray("0|1\n1|51"));
+        QByteArray("5|0|1|2|53"));
+    QCOMPARE(sql(databaseOf(folder()), "SELECT class, count(*) FROM package GROUP BY class"), QByteArray("0|2\n1|51"));
 }
 
 void tst_Spool::changedLetterOnAFullDisk()
