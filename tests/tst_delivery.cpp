@@ -1,4 +1,4 @@
-#include <stbhost/delivery/deliverysender.h>
+#include <stbhost/delivery/delivery.h>
 
 #include <QtCore/QDeadlineTimer>
 #include <QtCore/QFile>
@@ -15,6 +15,7 @@
 #include <QtTest/QTest>
 
 #include <algorithm>
+#include <atomic>
 #include <csignal>
 #include <functional>
 #include <memory>
@@ -250,6 +251,61 @@ public:
     DeliverySender sender;
 };
 
+/// The sender's other half, on the test's own thread. Its timers go off by hand. A test that sends does not run the
+/// event loop: the sender would have its own half, which has no spool, take the package.
+class DeliveryByHand
+{
+public:
+    explicit DeliveryByHand(DeliveryOptions const &options)
+        : m_options(options)
+        , m_sender(m_options)
+        , m_delivery(m_options, m_sender)
+    {
+        if (!m_delivery.open().isEmpty())
+            qFatal("no spool");
+        m_delivery.begin();
+        timer(false).stop();
+    }
+
+    DeliveryState state() const { return m_sender.state(); }
+
+    void send(QByteArray const &package, bool isHigh)
+    {
+        m_sender.send(package, isHigh);
+        m_delivery.takeIn();
+    }
+
+    /// How long the next attempt is to wait.
+    std::chrono::milliseconds wait() const { return timer(true).intervalAsDuration(); }
+
+    /// The wait for the next attempt is over.
+    void endWait() { goOff(timer(true)); }
+
+    /// It is time to look after the spool.
+    void lookAfterSpool() { goOff(timer(false)); }
+
+private:
+    QTimer &timer(bool isSingleShot) const
+    {
+        QList<QTimer *> const timers = m_delivery.findChildren<QTimer *>();
+        auto const it = std::find_if(timers.begin(), timers.end(),
+                                     [&](QTimer const *timer) { return timer->isSingleShot() == isSingleShot; });
+        if (it == timers.end())
+            qFatal("no timer");
+        return **it;
+    }
+
+    static void goOff(QTimer &timer)
+    {
+        timer.stop();
+        QMetaObject::invokeMethod(&timer, "timeout");
+    }
+
+    DeliveryOptions const m_options;
+    DeliverySender m_sender;
+    Delivery m_delivery;
+};
+
 } // namespace
 
 class tst_Delivery : public QObject
@@ -297,12 +353,18 @@ private Q_SLOTS:
     void diskFull();
     void startFails();
 
+    void unsetCallbacks_data();
+    void unsetCallbacks();
+    void toldOnceItIsSaved();
+    void callbacksMayUseTheSender();
+
 private:
     QString folder() const { return m_directory->path(); }
     DeliveryOptions optionsFor(Peer const &peer);
     void addToSpool(Words const &words) const;
     void copySpool(QTemporaryDir const &target) const;
     QList<QByteArray> onTheDisk() const;
+    qint64 refusedOnTheDisk() const;
     Words spooled() const;
     QStringList notices() const;
 
@@ -374,6 +436,17 @@ QList<QByteArray> tst_Delivery::onTheDisk() const
     return bodies;
 }
 
+/// How many packages are set aside, after a power-off.
+qint64 tst_Delivery::refusedOnTheDisk() const
+{
+    QTemporaryDir const copy;
+    copySpool(copy);
+    Spool spool({});
+    if (!spool.open(copy.path()).isEmpty())
+        qFatal("no spool");
+    return spool.refusedCount();
+}
+
 Words tst_Delivery::spooled() const
 {
     Words words;
@@ -397,6 +470,7 @@ void tst_Delivery::problems_data()
     QTest::newRow("another scheme") << QStringLiteral("ftp://127.0.0.1/")               << QString()                            << url;
     QTest::newRow("a file")         << QStringLiteral("file:///packages")               << QString()                            << url;
     QTest::newRow("no host")        << QStringLiteral("http:///packages")               << QString()                            << url;
+    QTest::newRow("port 0")         << QStringLiteral("http://127.0.0.1:0/")            << QString()                            << url;
     QTest::newRow("no port")        << QStringLiteral("http://127.0.0.1:port/")         << QString()                            << url;
     QTest::newRow("no file")        << QStringLiteral("https://collector.invalid")      << QStringLiteral("/none.pem")          << QStringLiteral("/none.pem: No such file or directory");
     QTest::newRow("no certificate") << QStringLiteral("https://collector.invalid")      << QStringLiteral("/proc/self/cmdline") << QStringLiteral("/proc/self/cmdline: no certificate in PEM");
@@ -1150,6 +1224,126 @@ void tst_Delivery::startFails()
     }
     first.send(package("n1"), false);
     QVERIFY(waitFor([&] { return first.state().sent == 1; }));
+}
+
+namespace {
+
+enum class Mishap { Refused, Damaged, DiskFull };
+
+} // namespace
+
+Q_DECLARE_METATYPE(Mishap)
+
+void tst_Delivery::unsetCallbacks_data()
+{
+    QTest::addColumn<Mishap>("mishap");
+    QTest::addColumn<bool>("hasSafe");
+    QTest::addColumn<QStringList>("lines");
+
+    QString const refused = QStringLiteral("a package was refused and is set aside: HTTP 422 ");
+    QString const damaged = QStringLiteral("the spool was damaged: 0 packages taken over, 0 lost; what it was is ");
+    QString const full = QStringLiteral("the spool cannot be written: disk I/O error");
+    for (bool hasSafe : {false, true}) {
+        for (bool hasNotice : {false, true}) {
+            auto const row = [&](char const *name, Mishap mishap, QStringList const &lines) {
+                QTest::addRow("%s, %s, %s", name, hasSafe ? "safe" : "no safe", hasNotice ? "notice" : "no notice")
+                    << mishap << hasSafe << (hasNotice ? lines : QStringList());
+            };
+            row("refused", Mishap::Refused, {refused});
+            row("damaged", Mishap::Damaged, {damaged, refused});
+            row("disk full", Mishap::DiskFull, {full, refused});
+        }
+    }
+}
+
+void tst_Delivery::unsetCallbacks()
+{
+    QFETCH(Mishap, mishap);
+    QFETCH(bool, hasSafe);
+    QFETCH(QStringList, lines);
+
+    QString const path = folder() + QLatin1String("/spool.db");
+    if (mishap == Mishap::Damaged) {
+        QFile file(path);
+        QVERIFY(file.open(QIODevice::WriteOnly));
+        file.write(QByteArray(20'000, 'x'));
+    }
+    Peer peer([](Request const &request) { return isBad(request) ? Reply{answer("422 No")} : accept(request); });
+    DeliveryOptions options = optionsFor(peer);
+    int safe = 0;
+    if (hasSafe)
+        options.safe = [&](QByteArray const &) { ++safe; };
+    if (lines.isEmpty())
+        options.notice = nullptr;
+    {
+        DeliverySender sender(options);
+        QCOMPARE(sender.start(), QString());
+        std::optional<FullDisk> disk;
+        if (mishap == Mishap::DiskFull)
+            disk.emplace();
+        sender.send(package("bad1"), false);
+        QVERIFY(waitFor([&] { return sender.state().refused == 1; }));
+        sender.send(package("n2"), false);
+        QVERIFY(waitFor([&] { return sender.state().sent == 1; }));
+        disk.reset();
+        sender.stop();
+        QCOMPARE(notices().replaceInStrings(path + QLatin1String(".damaged"), QString()), lines);
+        // From a full disk the second one is delivered without having been on it.
+        QCOMPARE(safe, !hasSafe ? 0 : mishap == Mishap::DiskFull ? 1 : 2);
+    }
+    // The next start finds the package where it was set aside.
+    DeliverySender sender(options);
+    QCOMPARE(sender.start(), QString());
+    sender.send(package("n3"), false);
+    QVERIFY(waitFor([&] { return sender.state().sent == 1; }));
+    QCOMPARE(sender.state().refused, 1);
+    QCOMPARE(wordsOf(peer.bodies()), Words({"bad1", "n2", "n3"}));
+}
+
+/// Whatever the host makes of the line, the package is not sent again.
+void tst_Delivery::toldOnceItIsSaved()
+{
+    addToSpool({"bad1"});
+    Peer peer([](Request const &) { return Reply{answer("422 No")}; });
+    DeliveryOptions options = optionsFor(peer);
+    qint64 refused = 0;
+    qint64 refusedInState = 0;
+    std::function<DeliveryState()> state;
+    options.notice = [&](QString const &) {
+        refused = refusedOnTheDisk();
+        refusedInState = state().refused;
+    };
+    DeliveryByHand delivery(options);
+    state = [&] { return delivery.state(); };
+    delivery.endWait();
+    QVERIFY(waitFor([&] { return refused > 0; }));
+    QCOMPARE(refused, 1);
+    QCOMPARE(refusedInState, 1);
+}
+
+void tst_Delivery::callbacksMayUseTheSender()
+{
+    Peer peer([](Request const &request) { return isBad(request) ? Reply{answer("422 No")} : accept(request); });
+    DeliveryOptions options = optionsFor(peer);
+    options.batchBytes = 100;
+    DeliverySender *sender = nullptr;
+    std::atomic<qint64> taken = 0;
+    auto const report = [&](char const *word) {
+        sender->send(package(word), false);
+        taken = sender->state().taken;
+    };
+    options.safe = [&](QByteArray const &safe) {
+        if (safe == package("bad1"))
+            report("n2");
+    };
+    options.notice = [&](QString const &) { report("n3"); };
+    DeliverySender theSender(options);
+    sender = &theSender;
+    QCOMPARE(theSender.start(), QString());
+    theSender.send(package("bad1"), false);
+    QVERIFY(waitFor([&] { return theSender.state().sent == 2; }));
+    QCOMPARE(taken.load(), 3);
+    QCOMPARE(wordsOf(peer.bodies()), Words({"bad1", "n2", "n3"}));
 }
 
 QTEST_GUILESS_MAIN(tst_Delivery)

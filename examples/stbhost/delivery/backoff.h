@@ -31,8 +31,8 @@ public:
     /// The wait before the first attempt: a power cut ends for a whole town at once.
     Duration afterStart();
 
-    /// The wait after a failure. When the collector names a time to stay away, the jitter comes on top of it, and is
-    /// never less than up to `spread`: all boxes may have been told the same.
+    /// The wait after a failure. When the collector names a time to stay away, the jitter comes on top of it, and its
+    /// bound is at least `spread`: all boxes may have been told the same.
     Duration afterFailure(Duration retryAfter = Duration::zero());
 
     /// The next failure is a first one again.

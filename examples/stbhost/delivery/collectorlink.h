@@ -48,7 +48,8 @@ public:
 
     explicit CollectorLink(Options const &options);
 
-    /// Sends a request. The answer comes later, by the event loop; none does when the link goes away before.
+    /// Sends a request. `answered`, which has to be set, is called once, later, by the event loop; it is not called
+    /// when the link goes away before.
     void post(QByteArray const &json, std::function<void(Answer const &)> answered);
 
 private:

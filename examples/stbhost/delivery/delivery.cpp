@@ -114,11 +114,11 @@ void Delivery::save()
 
     QString const notice = m_spool.takeNotice();
     if (!notice.isEmpty())
-        m_options.notice(notice);
+        tell(notice);
     QString const problem = m_spool.problem();
     if (problem != m_saveProblem) {
-        m_options.notice(problem.isEmpty() ? QStringLiteral("the spool can be written again")
-                                           : QStringLiteral("the spool cannot be written: ") + problem);
+        tell(problem.isEmpty() ? QStringLiteral("the spool can be written again")
+                               : QStringLiteral("the spool cannot be written: ") + problem);
         m_saveProblem = problem;
     }
 }
@@ -150,6 +150,7 @@ void Delivery::conclude(Answer const &answer)
 {
     QList<Package> const packages = m_spool.taken();
     bool const isBatch = packages.size() > 1;
+    bool const isSetAside = !isBatch && (answer.kind == Answer::TooLarge || answer.kind == Answer::Refused);
     m_isSending = false;
     m_state.failure = answer.reason;
 
@@ -178,8 +179,8 @@ void Delivery::conclude(Answer const &answer)
     case Answer::TooLarge:
     case Answer::Refused:
         // Of a batch only what is wrong itself is set aside.
-        if (!isBatch)
-            setAside(answer.reason);
+        if (isSetAside)
+            m_spool.refused(answer.reason);
         else if (answer.kind == Answer::TooLarge)
             m_batchBytes = std::max<qint64>(1, bytesOf(packages) / 2);
         else
@@ -192,13 +193,16 @@ void Delivery::conclude(Answer const &answer)
     m_backoff.succeeded();
     save();
     publish();
+    // After it is saved: whatever the host makes of the line, the package is not sent again.
+    if (isSetAside)
+        tell(QStringLiteral("a package was refused and is set aside: ") + answer.reason);
     attempt();
 }
 
-void Delivery::setAside(QString const &reason)
+void Delivery::tell(QString const &line) const
 {
-    m_options.notice(QStringLiteral("a package was refused and is set aside: ") + reason);
-    m_spool.refused(reason);
+    if (m_options.notice)
+        m_options.notice(line);
 }
 
 /// Tells the sender how far it has come.

@@ -30,7 +30,7 @@ private:
     void attempt();
     void attemptAfter(Backoff::Duration wait);
     void conclude(Answer const &answer);
-    void setAside(QString const &reason);
+    void tell(QString const &line) const;
     void publish();
 
     DeliveryOptions const &m_options;

@@ -16,7 +16,13 @@ namespace stbhost {
 
 class Delivery;
 
-/// How packages are to be delivered.
+/**
+ * @brief How packages are to be delivered.
+ *
+ * Both functions may be left unset. They are called on the delivery's thread, between start() and the end of stop().
+ * They may call send() and state(). They may not call stop(), nor delete the sender: both wait for that thread. They
+ * may not throw. Until a function returns, no package is saved or sent.
+ */
 struct DeliveryOptions
 {
     CollectorLink::Options link;
@@ -25,10 +31,11 @@ struct DeliveryOptions
     Backoff::Limits backoff;
     qint64 batchBytes = 262'144; ///< The most bytes of normal packages in one request.
 
-    /// Called on the delivery's thread with each package once it is safe on the disk; may be empty.
+    /// Called with each package once it is safe on the disk.
     std::function<void(QByteArray const &package)> safe;
 
-    /// Called on the delivery's thread with a line for whoever looks after the box.
+    /// Called with a line for whoever looks after the box: a package was refused and is set aside, the spool was
+    /// damaged, the disk takes nothing, the disk takes something again. It is not called for what state() shows.
     std::function<void(QString const &line)> notice;
 };
 
@@ -43,9 +50,14 @@ struct DeliveryState
     qint64 failedAttempts = 0; ///< Requests to be made again.
     Losses losses; ///< Since the spool was made.
     QString failure; ///< Why the last request failed; empty if it did not.
-    QString
-        misconfiguration; ///< Why there are no more attempts, the address or a certificate; empty as long as there are.
-    std::optional<std::chrono::steady_clock::time_point> nextAttempt; ///< While it waits for one.
+
+    /// Why this sender makes no more attempts: the address takes no packages, or a certificate does not fit. Empty as
+    /// long as it makes some. The notice is not called for this: a host looks at it from time to time.
+    QString misconfiguration;
+
+    /// When the next request is due, while the sender waits for that time. The first one may wait for as long as
+    /// Backoff::Limits::spread says, which is a minute.
+    std::optional<std::chrono::steady_clock::time_point> nextAttempt;
 };
 
 /**
