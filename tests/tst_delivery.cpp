@@ -9,6 +9,10 @@
 #include <QtCore/QSemaphore>
 #include <QtCore/QTemporaryDir>
 #include <QtCore/QTimer>
+#include <QtNetwork/QNetworkReply>
+#include <QtNetwork/QSslCertificate>
+#include <QtNetwork/QSslConfiguration>
+#include <QtNetwork/QSslKey>
 #include <QtNetwork/QSslSocket>
 #include <QtNetwork/QTcpServer>
 #include <QtNetwork/QTcpSocket>
@@ -63,12 +67,49 @@ struct Reply
     bool closes = false;
 };
 
+/// A file of tests/data/tls, where `make` says what is in each.
+QString tlsFile(char const *name)
+{
+    return QStringLiteral(TLS_DATA "/%1").arg(QLatin1String(name));
+}
+
+/// Speaks TLS if it has a certificate.
+class Server : public QTcpServer
+{
+public:
+    explicit Server(char const *certificate)
+        : m_certificate(certificate)
+    {
+    }
+
+    bool isSecure() const { return m_certificate != nullptr; }
+
+protected:
+    void incomingConnection(qintptr descriptor) override
+    {
+        if (!isSecure()) {
+            QTcpServer::incomingConnection(descriptor);
+            return;
+        }
+        auto *const socket = new QSslSocket(this);
+        socket->setSocketDescriptor(descriptor);
+        socket->setLocalCertificate(tlsFile(m_certificate));
+        socket->setPrivateKey(tlsFile("collector.key"), QSsl::Ec);
+        socket->startServerEncryption();
+        addPendingConnection(socket);
+    }
+
+private:
+    char const *m_certificate;
+};
+
 /// A collector that answers what it is told to.
 class Peer
 {
 public:
-    explicit Peer(std::function<Reply(Request const &)> answer)
+    explicit Peer(std::function<Reply(Request const &)> answer, char const *certificate = nullptr)
         : m_answer(std::move(answer))
+        , m_server(certificate)
     {
         if (!m_server.listen(QHostAddress::LocalHost))
             qFatal("no port: %s", qPrintable(m_server.errorString()));
@@ -79,7 +120,12 @@ public:
         });
     }
 
-    QUrl url() const { return QUrl(QStringLiteral("http://127.0.0.1:%1/packages?box=7").arg(m_server.serverPort())); }
+    QUrl url() const
+    {
+        return QUrl(QStringLiteral("%1://127.0.0.1:%2/packages?box=7")
+                        .arg(QLatin1String(m_server.isSecure() ? "https" : "http"))
+                        .arg(m_server.serverPort()));
+    }
 
     QList<Request> requests;
 
@@ -108,7 +154,7 @@ private:
     }
 
     std::function<Reply(Request const &)> m_answer;
-    QTcpServer m_server;
+    Server m_server;
 };
 
 QByteArray answer(QByteArray const &status, QByteArray const &body = {})
@@ -306,6 +352,42 @@ private:
     Delivery m_delivery;
 };
 
+/// Counts the replies of Qt Network that are deleted on this thread.
+class DeletedReplies : public QObject
+{
+public:
+    DeletedReplies() { QCoreApplication::instance()->installEventFilter(this); }
+
+    int count = 0;
+
+protected:
+    bool eventFilter(QObject *object, QEvent *event) override
+    {
+        if (event->type() == QEvent::DeferredDelete && qobject_cast<QNetworkReply *>(object))
+            ++count;
+        return false;
+    }
+};
+
+/// The certificates that Qt takes for the system's, for as long as it lives.
+class SystemCertificates
+{
+public:
+    explicit SystemCertificates(char const *file)
+        : m_before(QSslConfiguration::defaultConfiguration())
+    {
+        QSslConfiguration configuration = m_before;
+        configuration.setCaCertificates(QSslCertificate::fromPath(tlsFile(file)));
+        QSslConfiguration::setDefaultConfiguration(configuration);
+    }
+
+    ~SystemCertificates() { QSslConfiguration::setDefaultConfiguration(m_before); }
+    Q_DISABLE_COPY_MOVE(SystemCertificates)
+
+private:
+    QSslConfiguration m_before;
+};
+
 } // namespace
 
 class tst_Delivery : public QObject
@@ -324,6 +406,11 @@ private Q_SLOTS:
     void noAnswer_data();
     void noAnswer();
     void nobodyThere();
+    void repliesAreDeleted();
+    void certificates_data();
+    void certificates();
+    void certificateThatDoesNotFit();
+    void clockNotSet();
 
     void delivers();
     void bytesAsTheyAre();
@@ -580,6 +667,9 @@ void tst_Delivery::answers_data()
     row("404",  answer("404 Not Found", "nothing\r\n  here\n"),                Answer::NotThere,    "HTTP 404 nothing here");
     row("405",  answer("405 Method Not Allowed"),                              Answer::NotThere,    "HTTP 405 ");
     row("page", "HTTP/1.1 200 OK\r\nContent-Type: text/html; charset=utf-8\r\nContent-Length: 7\r\n\r\nSign in", Answer::Unavailable, "HTTP 200 Sign in");
+    row("page without a body", "HTTP/1.1 200 OK\r\nContent-Type: text/html\r\nContent-Length: 0\r\n\r\n", Answer::Unavailable, "HTTP 200 ");
+    row("400, a page", "HTTP/1.1 400 No\r\nContent-Type: text/html\r\nContent-Length: 2\r\n\r\nno", Answer::Refused, "HTTP 400 no");
+    row("404, a page", "HTTP/1.1 404 No\r\nContent-Type: text/html\r\nContent-Length: 2\r\n\r\nno", Answer::NotThere, "HTTP 404 no");
     row("422, later", "HTTP/1.1 422 No\r\nRetry-After: 5\r\nContent-Length: 0\r\n\r\n", Answer::Unavailable, "HTTP 422 ", 5);
     row("413, later", "HTTP/1.1 413 No\r\nRetry-After: 5\r\nContent-Length: 0\r\n\r\n", Answer::Unavailable, "HTTP 413 ", 5);
     row("407",  answer("407 Proxy"),                                           Answer::NotThere,    "HTTP 407 ");
@@ -692,6 +782,113 @@ void tst_Delivery::nobodyThere()
     connect(&server, &QTcpServer::newConnection, this, [&] { server.nextPendingConnection()->write("what?\n"); });
     options.url = QUrl(QStringLiteral("https://127.0.0.1:%1/").arg(server.serverPort()));
     QCOMPARE(posted(options).kind, Answer::Unavailable);
+}
+
+void tst_Delivery::repliesAreDeleted()
+{
+    Peer peer(accept);
+    CollectorLink::Options options;
+    options.url = peer.url();
+    DeletedReplies deleted;
+    CollectorLink link(options);
+    for (int i = 1; i <= 3; ++i) {
+        QCOMPARE(posted(link).kind, Answer::Delivered);
+        QVERIFY(waitFor([&] { return deleted.count == i; }));
+    }
+}
+
+void tst_Delivery::certificates_data()
+{
+    QTest::addColumn<QByteArray>("certificate");
+    QTest::addColumn<QByteArray>("system");
+    QTest::addColumn<QByteArray>("caFile");
+    QTest::addColumn<Answer::Kind>("kind");
+    QTest::addColumn<QSslError::SslError>("error");
+
+    auto const row = [](char const *name, char const *certificate, char const *system, char const *caFile,
+                        Answer::Kind kind, QSslError::SslError error = QSslError::NoError) {
+        QTest::newRow(name) << QByteArray(certificate) << QByteArray(system) << QByteArray(caFile) << kind << error;
+    };
+    // clang-format off
+    row("trusted",                        "collector.pem",     "other_authority.pem", "authority.pem",       Answer::Delivered);
+    row("trusted by the system",          "collector.pem",     "authority.pem",       "",                    Answer::Delivered);
+    row("trusted by the system, besides", "collector.pem",     "authority.pem",       "other_authority.pem", Answer::Delivered);
+    row("not trusted",                    "collector.pem",     "other_authority.pem", "",                    Answer::Misconfigured);
+    row("not trusted, besides",           "collector.pem",     "other_authority.pem", "other_authority.pem", Answer::Misconfigured);
+    row("another host's",                 "elsewhere.pem",     "authority.pem",       "",                    Answer::Misconfigured, QSslError::HostNameMismatch);
+    row("expired",                        "expired.pem",       "authority.pem",       "",                    Answer::Misconfigured, QSslError::CertificateExpired);
+    row("not valid yet",                  "not_yet.pem",       "authority.pem",       "",                    Answer::Unavailable);
+    row("not valid yet, another host's",  "not_yet_there.pem", "authority.pem",       "",                    Answer::Misconfigured, QSslError::HostNameMismatch);
+    // clang-format on
+}
+
+void tst_Delivery::certificates()
+{
+    QFETCH(QByteArray, certificate);
+    QFETCH(QByteArray, system);
+    QFETCH(QByteArray, caFile);
+    QFETCH(Answer::Kind, kind);
+    QFETCH(QSslError::SslError, error);
+
+    if (!QSslSocket::supportsSsl())
+        QSKIP("this Qt has no TLS");
+    SystemCertificates const certificates(system.constData());
+    Peer peer(accept, certificate.constData());
+    CollectorLink::Options options;
+    options.url = peer.url();
+    if (!caFile.isEmpty())
+        options.caFile = tlsFile(caFile.constData());
+    QCOMPARE(CollectorLink::problemOf(options), QString());
+    Answer const answer = posted(options);
+    QCOMPARE(answer.kind, kind);
+    QCOMPARE(answer.reason.isEmpty(), kind == Answer::Delivered);
+    if (error != QSslError::NoError)
+        QCOMPARE(answer.reason, QSslError(error).errorString());
+    // Who is not trusted gets nothing.
+    QCOMPARE(peer.bodies(), kind == Answer::Delivered ? Words({"{}"}) : Words());
+}
+
+void tst_Delivery::certificateThatDoesNotFit()
+{
+    if (!QSslSocket::supportsSsl())
+        QSKIP("this Qt has no TLS");
+    SystemCertificates const certificates("authority.pem");
+    addToSpool({"n1"});
+    {
+        Peer peer(accept, "elsewhere.pem");
+        DeliverySender sender(optionsFor(peer));
+        QCOMPARE(sender.start(), QString());
+        QVERIFY(waitFor([&] { return !sender.state().misconfiguration.isEmpty(); }));
+        QCOMPARE(sender.state().misconfiguration, QSslError(QSslError::HostNameMismatch).errorString());
+        QCOMPARE(sender.state().failedAttempts, 0);
+        sender.send(package("n2"), false);
+        sender.stop();
+        QCOMPARE(peer.requests.size(), 0);
+        QCOMPARE(sender.state().pending, 2);
+        QCOMPARE(spooled(), Words({"n1", "n2"}));
+    }
+    Peer peer(accept, "collector.pem");
+    DeliverySender sender(optionsFor(peer));
+    QCOMPARE(sender.start(), QString());
+    QVERIFY(waitFor([&] { return sender.state().sent == 2; }));
+    QCOMPARE(wordsOf(peer.bodies()), Words({"n1 n2"}));
+}
+
+/// In 1970 no certificate is valid yet: that is no reason to give up.
+void tst_Delivery::clockNotSet()
+{
+    if (!QSslSocket::supportsSsl())
+        QSKIP("this Qt has no TLS");
+    SystemCertificates const certificates("authority.pem");
+    addToSpool({"n1"});
+    Peer peer(accept, "not_yet.pem");
+    DeliverySender sender(optionsFor(peer));
+    QCOMPARE(sender.start(), QString());
+    QVERIFY(waitFor([&] { return sender.state().failedAttempts >= 2; }));
+    QCOMPARE(sender.state().misconfiguration, QString());
+    sender.stop();
+    QCOMPARE(peer.requests.size(), 0);
+    QCOMPARE(spooled(), Words({"n1"}));
 }
 
 void tst_Delivery::delivers()
