@@ -27,6 +27,7 @@
 #include <thread>
 #include <vector>
 
+#include <sqlite3.h>
 #include <sys/resource.h>
 #include <zlib.h>
 
@@ -422,11 +423,14 @@ private Q_SLOTS:
     void triesAgain();
     void staysAwayAsTold();
     void waitsAfterStart();
+    void longestWait();
+    void successEndsBackoff();
     void wrongAddress();
     void addressThatIsGoneForAWhile();
     void refusedAlone_data();
     void refusedAlone();
     void refusedInABatch();
+    void highAmongRefused();
     void tooLarge();
     void goesOnAfterRestart();
 
@@ -434,10 +438,14 @@ private Q_SLOTS:
     void sendWaitsForNothing();
     void queueLimit();
     void severalThreads();
+    void stateIsWhole();
     void stopGivesUp();
     void stopSpools();
     void safeIsOnTheDisk();
+    void deliveredIsSaved();
     void diskFull();
+    void diskFullWhilePackagesCome();
+    void spoolThatCannotBeRead();
     void startFails();
 
     void unsetCallbacks_data();
@@ -1091,6 +1099,40 @@ void tst_Delivery::waitsAfterStart()
     QCOMPARE(spooled(), Words({"n1"}));
 }
 
+void tst_Delivery::longestWait()
+{
+    Peer peer(accept);
+    DeliveryOptions options = optionsFor(peer);
+    // A timer counts milliseconds in an int, which is 24 days: none of the waits that may be drawn is as short.
+    options.backoff.spread = 24h * 24'000'000;
+    DeliveryByHand delivery(options);
+    QCOMPARE(qint64(delivery.wait().count()), 24 * 24 * 3'600'000);
+    QVERIFY(delivery.state().nextAttempt <= std::chrono::steady_clock::now() + 24h * 24);
+}
+
+void tst_Delivery::successEndsBackoff()
+{
+    addToSpool({"n1", "n2"});
+    bool isAway = true;
+    Peer peer([&](Request const &request) {
+        // After one success it is away again.
+        return std::exchange(isAway, true) ? Reply{answer("503 Busy")} : accept(request);
+    });
+    DeliveryOptions options = optionsFor(peer);
+    options.batchBytes = 100;
+    options.backoff = {1h, 100'000h, 0ms};
+    DeliveryByHand delivery(options);
+    for (int failures = 0; failures < 20; ++failures) {
+        delivery.endWait();
+        QVERIFY(waitFor([&] { return delivery.state().failedAttempts > failures; }));
+    }
+    isAway = false;
+    delivery.endWait();
+    QVERIFY(waitFor([&] { return delivery.state().failedAttempts == 21; }));
+    QCOMPARE(delivery.state().sent, 1);
+    QVERIFY2(delivery.wait() <= 1h, QByteArray::number(qint64(delivery.wait().count())).constData());
+}
+
 void tst_Delivery::wrongAddress()
 {
     addToSpool({"n1", "n2"});
@@ -1188,6 +1230,28 @@ void tst_Delivery::refusedInABatch()
     QCOMPARE(next.start(), QString());
     QVERIFY(waitFor([&] { return next.state().sent == 3; }));
     QCOMPARE(wordsOf(peer.bodies()), Words({"n1 bad2", "n1", "bad2", "n3 n4"}));
+}
+
+void tst_Delivery::highAmongRefused()
+{
+    addToSpool({"n1", "bad2", "n3", "n4", "n5", "n6"});
+    DeliverySender *sender = nullptr;
+    Peer peer([&](Request const &request) {
+        if (!isBad(request))
+            return accept(request);
+        if (peer.requests.size() == 1) {
+            sender->send(package("h7"), true);
+            waitFor([&] { return sender->state().unsaved == 0; });
+        }
+        return Reply{answer("422 No")};
+    });
+    DeliveryOptions options = optionsFor(peer);
+    options.batchBytes = 400;
+    DeliverySender theSender(options);
+    sender = &theSender;
+    QCOMPARE(theSender.start(), QString());
+    QVERIFY(waitFor([&] { return theSender.state().sent == 6; }));
+    QCOMPARE(wordsOf(peer.bodies()), Words({"n1 bad2 n3 n4", "[h7]", "n1", "bad2", "n3", "n4", "n5 n6"}));
 }
 
 void tst_Delivery::tooLarge()
@@ -1326,6 +1390,32 @@ void tst_Delivery::severalThreads()
     QCOMPARE(received, expected);
 }
 
+/// What state() returns belongs together, whenever it is asked.
+void tst_Delivery::stateIsWhole()
+{
+    addToSpool({"n1"});
+    int requests = 0;
+    Peer peer([&](Request const &) { return Reply{answer("503 Busy", QByteArray::number(++requests).repeated(20))}; });
+    DeliveryOptions options = optionsFor(peer);
+    options.backoff = {0ms, 0ms, 0ms};
+    DeliverySender sender(options);
+    std::atomic<bool> isOver = false;
+    std::atomic<int> torn = 0;
+    std::thread reader([&] {
+        while (!isOver) {
+            DeliveryState const state = sender.state();
+            QString const failure = QStringLiteral("HTTP 503 ") + QString::number(state.failedAttempts).repeated(20);
+            torn += state.failedAttempts > 0 && state.failure != failure;
+        }
+    });
+    bool const hasStarted = sender.start().isEmpty();
+    bool const hasFailed = waitFor([&] { return sender.state().failedAttempts >= 100; });
+    isOver = true;
+    reader.join();
+    QVERIFY(hasStarted && hasFailed);
+    QCOMPARE(torn.load(), 0);
+}
+
 void tst_Delivery::stopGivesUp()
 {
     Peer peer(sayNothing);
@@ -1381,6 +1471,20 @@ void tst_Delivery::safeIsOnTheDisk()
     QCOMPARE(missing, QList<QByteArray>());
 }
 
+/// What the collector has is not sent again after a power-off.
+void tst_Delivery::deliveredIsSaved()
+{
+    addToSpool({"n1", "bad2", "n3"});
+    Peer peer([](Request const &request) { return isBad(request) ? Reply{answer("422 No")} : accept(request); });
+    DeliveryOptions options = optionsFor(peer);
+    options.batchBytes = 100;
+    DeliveryByHand delivery(options);
+    delivery.endWait();
+    QVERIFY(waitFor([&] { return delivery.state().sent == 2; }));
+    QCOMPARE(spooled(), Words());
+    QCOMPARE(refusedOnTheDisk(), 1);
+}
+
 void tst_Delivery::diskFull()
 {
     bool isAway = false;
@@ -1408,6 +1512,55 @@ void tst_Delivery::diskFull()
     QCOMPARE(spooled(), Words({"n3"}));
     // What was sent without ever being on the disk was never safe there.
     QCOMPARE(safe, 2);
+}
+
+void tst_Delivery::diskFullWhilePackagesCome()
+{
+    Peer peer(accept);
+    DeliveryOptions options = optionsFor(peer);
+    options.backoff.spread = 100'000h;
+    DeliveryByHand delivery(options);
+    QString const full = QStringLiteral("the spool cannot be written: disk I/O error");
+    {
+        FullDisk const disk;
+        auto const large = [](char const *word) { return package(word) + QByteArray(999'700, ' '); };
+        for (char const *word : {"n1", "n2", "n3", "n4"})
+            delivery.send(large(word), false);
+        QCOMPARE(delivery.state().unsaved, 4);
+        QCOMPARE(delivery.state().losses.quota, 0);
+        delivery.send(large("h5"), true);
+        QCOMPARE(delivery.state().unsaved, 4);
+        QCOMPARE(delivery.state().losses.quota, 1);
+        delivery.lookAfterSpool();
+        QCOMPARE(delivery.state().unsaved, 4);
+    }
+    QCOMPARE(notices(), QStringList({full}));
+
+    // A disk that has just failed is not asked again for each package.
+    delivery.send(package("n6"), false);
+    QCOMPARE(delivery.state().unsaved, 4);
+    QCOMPARE(spooled(), Words());
+    delivery.lookAfterSpool();
+    QCOMPARE(delivery.state().unsaved, 0);
+    QCOMPARE(spooled(), Words({"h5", "n3", "n4", "n6"}));
+    QCOMPARE(notices(), QStringList({full, QStringLiteral("the spool can be written again")}));
+}
+
+/// Where there is no memory to read the spool, the next look after it tries again.
+void tst_Delivery::spoolThatCannotBeRead()
+{
+    addToSpool({"n1"});
+    Peer peer(accept);
+    DeliveryOptions options = optionsFor(peer);
+    options.backoff.spread = 100'000h;
+    DeliveryByHand delivery(options);
+    qint64 const before = sqlite3_hard_heap_limit64(1);
+    delivery.endWait();
+    sqlite3_hard_heap_limit64(before);
+    QCOMPARE(delivery.state().pending, 1);
+    delivery.lookAfterSpool();
+    QVERIFY(waitFor([&] { return delivery.state().sent == 1; }));
+    QCOMPARE(wordsOf(peer.bodies()), Words({"n1"}));
 }
 
 void tst_Delivery::startFails()
