@@ -767,8 +767,7 @@ void tst_Delivery::noAnswer()
     Peer peer([&](Request const &) { return Reply{bytes, closes}; });
     CollectorLink::Options options;
     options.url = peer.url();
-    // Qt 6.4 does not notice each end of a connection.
-    options.timeout = closes ? 1s : 1ms;
+    options.timeout = closes ? 1h : 1ms;
     Answer const answer = posted(options);
     QCOMPARE(answer.kind, Answer::Unavailable);
     QVERIFY(!answer.reason.isEmpty());
@@ -1026,7 +1025,7 @@ void tst_Delivery::triesAgain_data()
     QTest::newRow("429") << answer("429 Slow") << false << QStringLiteral("HTTP 429 ");
     QTest::newRow("302") << answer("302 Sign in") << false << QStringLiteral("HTTP 302 ");
     QTest::newRow("an answer cut off") << QByteArray("HTTP/1.1 200 OK\r\nContent-Length: 9\r\n\r\n{") << true
-                                       << QString();
+                                       << QStringLiteral("Connection closed");
 }
 
 void tst_Delivery::triesAgain()
@@ -1038,17 +1037,10 @@ void tst_Delivery::triesAgain()
     addToSpool({"n1", "n2"});
     bool isAway = true;
     Peer peer([&](Request const &request) { return isAway ? Reply{bytes, closes} : accept(request); });
-    DeliveryOptions options = optionsFor(peer);
-    // Qt 6.4 does not notice each end of a connection. Which of the two ends a request says its reason.
-    if (closes)
-        options.link.timeout = 1s;
-    DeliverySender sender(options);
+    DeliverySender sender(optionsFor(peer));
     QCOMPARE(sender.start(), QString());
-    QVERIFY(waitFor([&] { return sender.state().failedAttempts >= 3; }));
-    if (closes)
-        QVERIFY(!sender.state().failure.isEmpty());
-    else
-        QCOMPARE(sender.state().failure, failure);
+    QVERIFY(waitFor([&] { return sender.state().failedAttempts >= 3 || sender.state().sent > 0; }));
+    QCOMPARE(sender.state().failure, failure);
     QCOMPARE(sender.state().pending, 2);
     QCOMPARE(sender.state().sent, 0);
     isAway = false;

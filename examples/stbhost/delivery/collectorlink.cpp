@@ -112,9 +112,11 @@ Answer CollectorLink::answerOf(QNetworkReply &reply) const
     Answer answer;
     int const status = reply.attribute(QNetworkRequest::HttpStatusCodeAttribute).toInt();
     bool const isSuccess = status >= 200 && status < 300;
-    // An answer that was cut off is none.
-    if (status == 0 || (isSuccess && reply.error() != QNetworkReply::NoError)) {
-        answer.reason = reply.errorString();
+    // An answer that was cut off is none. Qt 6.4 does not always say so.
+    bool const isCutOff = reply.bytesAvailable() < reply.header(QNetworkRequest::ContentLengthHeader).toLongLong();
+    bool const hasFailed = reply.error() != QNetworkReply::NoError;
+    if (status == 0 || (isSuccess && (hasFailed || isCutOff))) {
+        answer.reason = hasFailed ? reply.errorString() : QStringLiteral("Connection closed");
         // A box whose clock stands at 1970 takes every certificate for one from the future, until its clock is set.
         auto const isPermanent
             = [](QSslError const &error) { return error.error() != QSslError::CertificateNotYetValid; };
