@@ -889,6 +889,8 @@ void tst_Stbhost::badLine_data()
     value("number as text",    R"({"PlaybackTrickModeSpeed":"8x"})",                     R"(values.PlaybackTrickModeSpeed: expected a number, got "8x")");
     value("nothing",           R"({"Target":null})",                                     "values.Target: expected a value, got null");
     value("query of numbers",  R"({"NcError":{"http_request_query":[{"id":7}]}})",       "values.NcError.http_request_query[0]: expected an object of one string");
+    value("query of two",      R"({"NcError":{"http_request_query":[{"id":"7","a":"b"}]}})", "values.NcError.http_request_query[0]: expected an object of one string");
+    value("query as object",   R"({"NcError":{"http_request_query":{"id":"7"}}})",       "values.NcError.http_request_query: expected an array, got an object");
     value("video outputs",     R"({"SystemSettings":{"video_outputs":[{"name":"a"}]}})", "values.SystemSettings.video_outputs[0].name: unknown field");
     // clang-format on
 }
