@@ -111,7 +111,7 @@ package 1, event 1: purchase_service_components
 purchase_service_components  ######################################## 1
 )",
         0);
-    row("single events", {}, "{\"rating\":4}\r\n\r\n{}\n", R"(<stdin>:1: event: ui_content_rating
+    row("single events", {}, "{\"rating\":4}\r\n \t\r\n{}\n", R"(<stdin>:1: event: ui_content_rating
 {
     "rating": 4
 }
@@ -191,6 +191,12 @@ search_result      ########## 1
 ui_content_rating  ######################################## 4
 )",
         1);
+    row("widest type in front", {QStringLiteral("--summary")}, "{\"rating\":4}\n{\"feedback\":\"a\"}\n",
+        R"(0 packages, 2 events, 28 bytes; 0 lines broken
+ui_content_rating  ######################################## 1
+ui_feedback        ######################################## 1
+)",
+        0);
     row("a bar that is short", {QStringLiteral("--summary")},
         QByteArray("{\"rating\":4}\n").repeated(100) + "{\"query\":\"a\"}",
         R"(0 packages, 101 events, 1213 bytes; 0 lines broken
