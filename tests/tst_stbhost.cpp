@@ -398,6 +398,7 @@ private Q_SLOTS:
     void inputKeepsToTheRoom();
     void inputEndsWhenToldTo();
     void stopSignal();
+    void scriptEndsWhenToldTo();
     void scriptEndsOnSignal();
     void scriptFiles();
     void highPriorityOvertakes();
@@ -900,8 +901,8 @@ void tst_Stbhost::badLine()
     QFETCH(QByteArray, line);
     QFETCH(QByteArray, reason);
 
-    Run const result = run({}, mediumLine + '\n' + line + "\n\n" + mediumLine + '\n');
-    QCOMPARE(result.errors, "<stdin>:2: " + reason + '\n');
+    Run const result = run({}, mediumLine + "\n\n" + line + '\n' + mediumLine + '\n');
+    QCOMPARE(result.errors, "<stdin>:3: " + reason + '\n');
     QCOMPARE(eventsOf(result.output).keys(), QList<int>({1, 2}));
     QCOMPARE(result.exitCode, 1);
 }
@@ -996,6 +997,8 @@ void tst_Stbhost::commandLine_data()
     row("pending one",        "",                    lowLine + '\n' + highLine,       0, {2},    "stbhost: 1 low-priority event is lost: only an event of medium priority sends it\n");
     row("not carried",        "",                    R"({"event":"kivo_auth","priority":"medium","time":1,"values":{"Query":"a","AuthMode":"b","Pin":true}})",
                                                                                       1, {1},    "<stdin>:1: values.Pin: not carried by kivo_auth, left out\n<stdin>:1: values.Query: not carried by kivo_auth, left out\n");
+    row("carried before",     "",                    mediumLine + '\n' + R"({"event":"kivo_auth","priority":"medium","time":1,"values":{"Query":"a"}})",
+                                                                                      1, {1, 2}, "<stdin>:2: values.Query: not carried by kivo_auth, left out\n");
     row("missing file",       "none.jsonl -",        mediumLine,                      1, {1},    "none.jsonl: No such file or directory\n");
     row("live and script",    "--live a.jsonl",      "",                              1, {},     "stbhost: --live takes no scripts\n");
     row("interval, not live", "--interval 1",        "",                              1, {},     "stbhost: --interval and --count need --live\n");
@@ -1194,6 +1197,23 @@ void tst_Stbhost::stopSignal()
         QVERIFY(stop.arrivesWithin(1h));
         QVERIFY(!stop.arrivesWithin(0ms));
     }
+}
+
+void tst_Stbhost::scriptEndsWhenToldTo()
+{
+    QByteArray script = mediumLine + '\n' + mediumLine + '\n' + mediumLine + '\n';
+    QBuffer input(&script);
+    QVERIFY(input.open(QIODevice::ReadOnly));
+    QBuffer output;
+    QVERIFY(output.open(QIODevice::WriteOnly));
+    QByteArray text;
+    QTextStream messages(&text);
+    Machine machine = fixtureMachine();
+    LineSender sender(output);
+    Host host(machine, sender);
+    QVERIFY(playScript(
+        input, QStringLiteral("script"), host, [&] { return host.events() < 2; }, messages));
+    QCOMPARE(eventsOf(output.data()).keys(), QList<int>({1, 2}));
 }
 
 void tst_Stbhost::scriptEndsOnSignal()
