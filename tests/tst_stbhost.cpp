@@ -1,5 +1,6 @@
 #include "support.h"
 
+#include <stbhost/eventnames.h>
 #include <stbhost/host.h>
 #include <stbhost/live.h>
 #include <stbhost/machine.h>
@@ -810,6 +811,8 @@ void tst_Stbhost::eventBringsItsIdentity()
     QCOMPARE(encoded(provider.value(Property::EventCounter, data)), "17");
     QCOMPARE(encoded(provider.value(Property::Timestamp, data)), "1790000000123");
 
+    QCOMPARE(eventName(EventType::Invalid), QString());
+
     QMap<int, QJsonObject> const events = eventsOf(played(mediumLine + '\n' + mediumLine));
     QCOMPARE(events.keys(), QList<int>({1, 2}));
     QString const first = events.value(1).value(QLatin1String("event_id")).toString();
@@ -867,6 +870,7 @@ void tst_Stbhost::badLine_data()
     value("text for integer",  R"({"Interval":"7"})",                                    R"(values.Interval: expected an integer, got "7")");
     value("null",              R"({"San":null})",                                        "values.San: expected a string, got null");
     value("unknown word",      R"({"MediaType":"tv"})",                                  R"(values.MediaType: expected one of ad, archive, file, live, pause_live, promo, saved_epg, saved_vod, screensaver, splash_screen, unknown, vod, got "tv")");
+    value("widget in lower case", R"({"WidgetName":"lu"})",                              R"(values.WidgetName: expected one of DAP, LU, unknown, VEX, got "lu")");
     value("state in words",    R"({"PlaybackState":"rewind"})",                          R"(values.PlaybackState: expected one of error, ff, pause, play, rw, stop, got "rewind")");
     value("record as number",  R"({"Channel":7})",                                       "values.Channel: expected an object, got 7");
     value("unknown field",     R"({"Channel":{"channel":7}})",                           "values.Channel.channel: unknown field");
@@ -874,6 +878,7 @@ void tst_Stbhost::badLine_data()
     value("number in record",  R"({"MediaInfo":{"video_codec":264}})",                   "values.MediaInfo.video_codec: expected a string, got 264");
     value("text as frequency", R"({"MediaInfo":{"video_frame_rate":"25"}})",             R"(values.MediaInfo.video_frame_rate: expected a number, got "25")");
     value("too large a float", R"({"MediaInfo":{"video_frame_rate":1e39}})",             "values.MediaInfo.video_frame_rate: expected a number, got 1e+39");
+    value("too low a float",   R"({"MediaInfo":{"video_frame_rate":-1e39}})",            "values.MediaInfo.video_frame_rate: expected a number, got -1e+39");
     value("fraction",          R"({"Channel":{"channel_id":7.5}})",                      "values.Channel.channel_id: expected an integer, got 7.5");
     value("8 bits",            R"({"WifiInfo":{"wifi_rssi":-129}})",                     "values.WifiInfo.wifi_rssi: expected an integer from -128 to 127, got -129");
     value("16 bits",           R"({"WifiInfo":{"wifi_freq_mhz":65536}})",                "values.WifiInfo.wifi_freq_mhz: expected an integer from 0 to 65535, got 65536");
