@@ -3,16 +3,19 @@
 #include <stbhost/machine.h>
 #include <stbhost/options.h>
 #include <stbhost/session.h>
+#include <stbhost/stopsignal.h>
 
 #include <QtCore/QJsonArray>
 #include <QtCore/QJsonDocument>
 #include <QtCore/QJsonObject>
 #include <QtCore/QProcess>
+#include <QtCore/QSet>
 #include <QtCore/QTemporaryDir>
 #include <QtNetwork/QTcpServer>
 #include <QtNetwork/QTcpSocket>
 #include <QtTest/QTest>
 
+#include <csignal>
 #include <cstdio>
 #include <limits>
 #include <memory>
@@ -328,6 +331,7 @@ class tst_Session : public QObject
 private Q_SLOTS:
     void firstFlushIsDrawn_data();
     void firstFlushIsDrawn();
+    void chanceIsTheSystems();
     void flushesAreAsFarApart();
     void nothingToFlush();
     void goesOnAfter_data();
@@ -387,6 +391,21 @@ void tst_Session::firstFlushIsDrawn()
     QVERIFY(flushed);
     QCOMPARE(flushed->count(), drawn);
     QCOMPARE(world.takeTypes(), QStringList(QStringLiteral("kivo_auth system_status")));
+}
+
+void tst_Session::chanceIsTheSystems()
+{
+    sigset_t signals;
+    pthread_sigmask(SIG_BLOCK, nullptr, &signals);
+    StopSignal const stop;
+    pthread_sigmask(SIG_SETMASK, &signals, nullptr);
+    DeliverySender sender({});
+    SessionContext const context = contextOf(sender, stop);
+    QSet<qint64> drawn;
+    for (int i = 0; i < 1000; ++i)
+        drawn.insert(context.randomBelow(4));
+    // One that never comes in a thousand is one in 10 to the power of 124.
+    QCOMPARE(drawn, QSet<qint64>({0, 1, 2, 3}));
 }
 
 void tst_Session::flushesAreAsFarApart()

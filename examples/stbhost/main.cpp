@@ -82,7 +82,7 @@ static int deliver(Options const &options, Machine &machine, LineSender &lines, 
         return fail(console, QStringLiteral("--spool %1: %2").arg(delivery.folder, problem));
 
     Host host(machine, sender, options.box);
-    Session session(host, sender, options, stop, console);
+    Session session(host, options, console, contextOf(sender, stop));
     auto const goesOnAfter = [&](Clock::time_point time) { return session.goesOnAfter(time); };
     bool const isRight = play(options, host, stop, goesOnAfter, messages);
     QString const lost = session.finish();

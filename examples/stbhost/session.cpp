@@ -22,12 +22,11 @@ static constexpr auto lookInterval = 100ms;
 /// How often it says how far it is, where there is no terminal.
 static constexpr auto lineInterval = 10s;
 
-Session::Session(Host &host, DeliverySender &sender, Options const &options, StopSignal const &stop, Console &console)
-    : Session(host, options, console,
-              {[&] { return sender.state(); }, [&] { sender.stop(); },
-               [&](std::chrono::milliseconds time) { return stop.arrivesWithin(time); }, Clock::now,
-               [](qint64 bound) { return QRandomGenerator::system()->bounded(bound); }})
+SessionContext contextOf(DeliverySender &sender, StopSignal const &stop)
 {
+    return {[&] { return sender.state(); }, [&] { sender.stop(); },
+            [&](std::chrono::milliseconds time) { return stop.arrivesWithin(time); }, Clock::now,
+            [](qint64 bound) { return QRandomGenerator::system()->bounded(bound); }};
 }
 
 Session::Session(Host &host, Options const &options, Console &console, SessionContext context)

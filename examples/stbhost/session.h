@@ -26,6 +26,9 @@ struct SessionContext
     std::function<qint64(qint64)> randomBelow;
 };
 
+/// That of a host: what it says of time and chance is the system's.
+SessionContext contextOf(DeliverySender &sender, StopSignal const &stop);
+
 /**
  * @brief What a host that delivers does between its events.
  *
@@ -36,7 +39,6 @@ struct SessionContext
 class Session
 {
 public:
-    Session(Host &host, DeliverySender &sender, Options const &options, StopSignal const &stop, Console &console);
     Session(Host &host, Options const &options, Console &console, SessionContext context);
 
     /// Does what is due until then. Returns whether the host is to go on.
