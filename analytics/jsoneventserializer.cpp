@@ -140,62 +140,70 @@ static_assert(recordNames.isComplete(),
  * look-up for each record before it. But a converter leads to a registered type, and few hosts use all records: only
  * what is registered is looked for.
  *
- * Qt numbers types without gaps: as long as the next number is free, nothing has been registered since the last look.
- * Where a host takes back a type of its own, as it has to before a plug-in goes, a number is used twice: a look may
- * then come one registration late, and a number be another type's.
+ * Qt gives a new type the lowest free number. As long as the number that was the lowest is free, nothing has been
+ * registered, unless a number below has been given back: a record that has been registered under that one since is
+ * found by the next refresh() only.
  */
 class RegisteredRecords
 {
 public:
-    /// Those of some record types that are registered; both have one bit for each type, by its index.
+    /// Those of some record types that are registered; both have one bit for each type, by its index. A type that has
+    /// been taken back stays among them until the next refresh(), with a number that may be
+    /// another type's by now.
     quint32 among(quint32 wanted)
     {
-        quint32 const known = m_mask.load(std::memory_order_acquire) & wanted;
-        if (known == wanted)
-            return known;
-        int const seen = m_seenTypes.load(std::memory_order_acquire);
-        if (Q_UNLIKELY(QMetaType::isRegistered(firstTypeId + seen)))
-            look();
+        if (wanted == 0)
+            return 0;
+        if (Q_UNLIKELY(QMetaType::isRegistered(m_lowestFree.load(std::memory_order_acquire))))
+            refresh();
         return m_mask.load(std::memory_order_acquire) & wanted;
     }
 
-    /// The type of a record that is registered; good for look-ups, and for conversions as long as it is current.
-    QMetaType type(int index) const { return QMetaType(&m_types[index]); }
-
-    /// Whether a type's number is still its own.
-    bool isCurrent(int index) const
+    /// Looks anew. Returns all record types that are registered now, each under its own number.
+    [[gnu::cold]] quint32 refresh()
     {
-        char const *const name = QMetaType(type(index).id()).name();
-        return name && recordTypes[index].name == name;
-    }
-
-    [[gnu::cold]] void look()
-    {
-        // One at a time, or one that has seen less might have the last word.
+        // One at a time, or one that has seen less might have the last word. No test can tell: it takes two threads
+        // that refresh while a third one registers a type.
         QMutexLocker const lock(&m_mutex);
-        int seen = 0;
-        while (QMetaType::isRegistered(firstTypeId + seen))
-            ++seen;
+        // Before the types: one that is registered meanwhile takes this number, and is noticed by it.
+        int lowestFree = firstTypeId;
+        while (QMetaType::isRegistered(lowestFree))
+            ++lowestFree;
         quint32 mask = 0;
         for (std::size_t i = 0; i < recordTypeCount; ++i) {
-            std::string_view const name = recordTypes[i].name;
-            QMetaType const registered = QMetaType::fromName({name.data(), static_cast<qsizetype>(name.size())});
-            if (registered.isValid()) {
+            if (!isCurrent(i)) {
+                std::string_view const name = recordTypes[i].name;
+                QMetaType const registered = QMetaType::fromName({name.data(), static_cast<qsizetype>(name.size())});
+                if (!registered.isValid())
+                    continue;
                 m_types[i].typeId.storeRelaxed(registered.id());
-                mask |= 1u << i;
             }
+            mask |= 1u << i;
         }
         // A thread that sees the number sees the mask, and with the mask the types.
         m_mask.store(mask, std::memory_order_release);
-        m_seenTypes.store(seen, std::memory_order_release);
+        m_lowestFree.store(lowestFree, std::memory_order_release);
+        return mask;
     }
+
+    /// The type of a record that is registered; good for look-ups, and for conversions right after refresh().
+    QMetaType type(int index) const { return QMetaType(&m_types[index]); }
 
 private:
     static constexpr int firstTypeId = QMetaType::User + 1;
 
+    /// Whether a type's number is still its own.
+    bool isCurrent(std::size_t index) const
+    {
+        int const id = m_types[index].typeId.loadRelaxed();
+        // Qt warns of a number that is free.
+        char const *const name = QMetaType::isRegistered(id) ? QMetaType(id).name() : nullptr;
+        return name && recordTypes[index].name == name;
+    }
+
     QBasicMutex m_mutex;
     std::atomic<quint32> m_mask{0};
-    std::atomic<int> m_seenTypes{0};
+    std::atomic<int> m_lowestFree{firstTypeId};
     // Nothing but ids, in the form in which Qt takes them: the registered objects may be in a plug-in that has gone
     // since.
     QtPrivate::QMetaTypeInterface m_types[recordTypeCount] = {};
@@ -259,26 +267,18 @@ static Written writeByTheRules(JsonBuffer &out, QVariant const &value, std::opti
         return Written::Value;
     }
 
+    // Few values get here, and most of these are of a host's own types, so that there is time to look anew.
     qsizetype const begin = out.size();
-    bool isLookOutdated = false;
-    anyOf(registeredRecords.among(allRecords), [&out, &value, &isLookOutdated](int index) {
+    anyOf(registeredRecords.refresh(), [&out, &value](int index) {
         QMetaType const recordType = registeredRecords.type(index);
         if (!QMetaType::canConvert(value.metaType(), recordType))
             return false;
-        if (!registeredRecords.isCurrent(index)) {
-            isLookOutdated = true;
-            return true;
-        }
         if (value.metaType() == recordType)
             recordTypes[index].write(out, value.constData());
         else
             recordTypes[index].writeConverted(out, value, recordType);
         return true;
     });
-    if (isLookOutdated) {
-        registeredRecords.look();
-        return writeByTheRules(out, value, nullptr);
-    }
     return writtenSince(begin, out);
 }
 

@@ -15,6 +15,10 @@ class TestLateConverters : public QObject
 private Q_SLOTS:
     void recordToUnknownRecord();
     void customTypeToUnknownRecord();
+    void recordUnderAFreedNumber();
+    void recordUnderAnotherNumber();
+    void recordThatIsNoticedLater_data();
+    void recordThatIsNoticedLater();
 };
 
 void TestLateConverters::recordToUnknownRecord()
@@ -52,6 +56,87 @@ void TestLateConverters::customTypeToUnknownRecord()
         return info;
     })));
     QCOMPARE(encoded(value), QByteArray(R"({"tv_name":"TV"})"));
+}
+
+template <int> struct Own
+{
+};
+
+/// A record gets the number that a type of the host's had.
+void TestLateConverters::recordUnderAFreedNumber()
+{
+    int const number = qRegisterMetaType<Own<0>>();
+    qRegisterMetaType<Own<1>>();
+    QVariant const value = QVariant::fromValue(Custom());
+    QVERIFY(!QMetaType::fromName("analytics::MemoryInfo").isValid());
+    QMetaType::unregisterConverterFunction(QMetaType::fromType<Custom>(), QMetaType::fromType<HdmiInfo>());
+    QCOMPARE(encoded(value), QByteArray());
+
+    QMetaType::unregisterMetaType(QMetaType::fromType<Own<0>>());
+    QVERIFY((QMetaType::registerConverter<Custom, MemoryInfo>([](Custom) {
+        MemoryInfo info;
+        info.memTotal = 5;
+        return info;
+    })));
+    QCOMPARE(QMetaType::fromType<MemoryInfo>().id(), number);
+    QCOMPARE(encoded(value), QByteArray(R"({"mem_total":5})"));
+}
+
+/// A record that was known is registered again, after another type has got its number.
+void TestLateConverters::recordUnderAnotherNumber()
+{
+    QVariant const value = QVariant::fromValue(MediaItem{1, 2});
+    int const number = qRegisterMetaType<Channel>();
+    QCOMPARE(encoded(value), QByteArray(R"({"asset_id":2,"media_item_id":1})"));
+
+    QMetaType::unregisterMetaType(QMetaType::fromType<Channel>());
+    QCOMPARE(qRegisterMetaType<Own<2>>(), number);
+    QVERIFY((QMetaType::registerConverter<MediaItem, Channel>([](MediaItem const &item) {
+        return Channel{item.mediaItemId, {}};
+    })));
+    QVERIFY(QMetaType::fromType<Channel>().id() != number);
+    QCOMPARE(encoded(value), QByteArray(R"({"channel_id":1})"));
+
+    QMetaType::unregisterConverterFunction(QMetaType::fromType<MediaItem>(), QMetaType::fromType<Channel>());
+    QCOMPARE(encoded(value), QByteArray(R"({"asset_id":2,"media_item_id":1})"));
+}
+
+void TestLateConverters::recordThatIsNoticedLater_data()
+{
+    QTest::addColumn<bool>("isNewNumber");
+
+    QTest::newRow("a type with a new number") << true;
+    QTest::newRow("a value of the host's own type") << false;
+}
+
+/// A converter from one record to another one, whose number was given back since anybody looked.
+void TestLateConverters::recordThatIsNoticedLater()
+{
+    QFETCH(bool, isNewNumber);
+
+    QMetaType const freed = QMetaType::fromType<Own<3>>();
+    QMetaType const from = QMetaType::fromType<VmxErrors>();
+    QMetaType const to = QMetaType::fromType<PurchaseVariant>();
+    QVariant const value = QVariant::fromValue(VmxErrors{3, {}});
+    int const number = freed.id();
+    QVERIFY(!QMetaType::fromName("analytics::PurchaseVariant").isValid());
+    QCOMPARE(encoded(value), QByteArray(R"({"total_error_count":3})"));
+
+    QMetaType::unregisterMetaType(freed);
+    QVERIFY((QMetaType::registerConverter<VmxErrors, PurchaseVariant>([](VmxErrors const &errors) {
+        PurchaseVariant variant;
+        variant.priceId = errors.totalErrorCount;
+        return variant;
+    })));
+    QCOMPARE(to.id(), number);
+    if (isNewNumber)
+        qRegisterMetaType<Own<5>>();
+    else
+        QCOMPARE(encoded(QVariant::fromValue(Own<4>())), QByteArray());
+    QCOMPARE(encoded(value), QByteArray(R"({"price_id":3,"usage_model":""})"));
+
+    QMetaType::unregisterConverterFunction(from, to);
+    QMetaType::unregisterMetaType(to);
 }
 
 QTEST_GUILESS_MAIN(TestLateConverters)
