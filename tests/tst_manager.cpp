@@ -4,10 +4,10 @@
 #include <analytics/analyticsmanager_p.h>
 #include <analytics/ieventserializer.h>
 #include <analytics/ipackagesender.h>
+#include <analytics/records.h>
 
 #include <QtTest/QtTest>
 
-#include <memory>
 #include <stdexcept>
 #include <thread>
 
@@ -65,8 +65,10 @@ public:
         QByteArray bytes = "e" + QByteArray::number(data.tag);
         if (askProvider)
             usedProvider->value(Property::Uid, data);
-        if (dropsValue)
-            event.value.clear();
+        if (callersValue) {
+            event.value.clear(); // Or this copy would outlive the call.
+            isSharedInSerialize = !callersValue->isDetached();
+        }
         return bytes;
     }
 
@@ -74,16 +76,15 @@ public:
     {
         journal->note(QStringLiteral("pack %1").arg(QString::fromUtf8(events.join(','))));
         storage = events.constData();
-        if (payload)
-            payloadUsesAtPack = payload.use_count();
+        isSharedInPack = callersValue && !callersValue->isDetached();
         return "[" + events.join(',') + "]";
     }
 
     Journal *journal;
     bool askProvider = false;
-    bool dropsValue = false;
-    std::shared_ptr<int> payload;
-    mutable long payloadUsesAtPack = 0;
+    QVariant const *callersValue = nullptr; ///< What the caller gives appendEvent(), where it is looked at.
+    mutable bool isSharedInSerialize = false;
+    mutable bool isSharedInPack = true;
     mutable IPropertyProvider const *provider = nullptr;
     mutable AnalyticsEventData event;
     mutable QList<Property> properties;
@@ -149,11 +150,11 @@ struct Recorded
     AnalyticsManager manager;
 };
 
+enum class Slot { Provider, Serializer, Sender };
+
 constexpr EventPriority outOfRange = static_cast<EventPriority>(3);
 
 } // namespace
-
-Q_DECLARE_METATYPE(std::shared_ptr<int>)
 
 class TestManager : public QObject
 {
@@ -179,13 +180,16 @@ private Q_SLOTS:
 
     void argumentsReachThePlugIns();
     void callOrderAndThread();
+    void recordIsGoneBeforePacking_data();
     void recordIsGoneBeforePacking();
+    void nothingLimitsThePending();
     void bufferKeepsItsCapacity();
 
     void withoutProvider();
     void withoutSerializer();
     void withoutSender();
     void senderUnplugged();
+    void samePlugInAgain_data();
     void samePlugInAgain();
     void serializerReplacedWhilePending();
     void unknownTypeTravelsEmpty();
@@ -447,19 +451,43 @@ void TestManager::callOrderAndThread()
         QVERIFY(id == caller);
 }
 
+void TestManager::recordIsGoneBeforePacking_data()
+{
+    QTest::addColumn<EventPriority>("priority");
+
+    QTest::newRow("Medium") << EventPriority::Medium;
+    QTest::newRow("High") << EventPriority::High;
+}
+
+/// A value too large to lie in the variant itself is shared by as many variants as there are copies.
 void TestManager::recordIsGoneBeforePacking()
 {
+    QFETCH(EventPriority, priority);
+
     Recorded recorded;
-    recorded.serializer.dropsValue = true;
-    recorded.serializer.payload = std::make_shared<int>(1);
+    QVariant const value = QVariant::fromValue(HardwareInfo{});
+    QVERIFY(value.isDetached());
+    recorded.serializer.callersValue = &value;
     recorded.manager.setEnabled(true);
-    {
-        QVariant const value = QVariant::fromValue(recorded.serializer.payload);
-        QCOMPARE(recorded.serializer.payload.use_count(), 2);
-        recorded.manager.appendEvent(EventType::SearchResult, 1, 0ms, value, EventPriority::High);
+    recorded.manager.appendEvent(EventType::SearchResult, 1, 0ms, value, priority);
+    QVERIFY(recorded.serializer.isSharedInSerialize);
+    QVERIFY(!recorded.serializer.isSharedInPack);
+}
+
+/// Nothing but a Medium event of an enabled manager empties the buffer.
+void TestManager::nothingLimitsThePending()
+{
+    constexpr int count = 100'000;
+    Recorded recorded;
+    QByteArray all = "e0";
+    for (int i = 0; i < count; ++i) {
+        recorded.manager.setEnabled(i >= count / 2);
+        recorded.append(i, EventPriority::Low);
+        if (i > 0)
+            all += ",e" + QByteArray::number(i);
     }
-    QCOMPARE(recorded.serializer.payloadUsesAtPack, 2);
-    QCOMPARE(recorded.serializer.payload.use_count(), 1);
+    QCOMPARE(recorded.journal.calls.size(), count);
+    QVERIFY(recorded.pending() == QString::fromLatin1("send [" + all + ",e99] normal"));
 }
 
 void TestManager::bufferKeepsItsCapacity()
@@ -519,26 +547,65 @@ void TestManager::senderUnplugged()
     QCOMPARE(recorded.pending(), QStringLiteral("send [e99] normal"));
 }
 
+void TestManager::samePlugInAgain_data()
+{
+    QTest::addColumn<Slot>("slot");
+    QTest::addColumn<bool>("isNull");
+    QTest::addColumn<bool>("isEnabled");
+    QTest::addColumn<QStringList>("sent");
+
+    QStringList const whileOn = calls({"send [e2] high", "send [e1,e99] normal"});
+    QStringList const whileOff = calls({"send [e1,e2,e99] normal"});
+
+    QTest::newRow("provider, on") << Slot::Provider << false << true << whileOn;
+    QTest::newRow("provider, off") << Slot::Provider << false << false << whileOff;
+    QTest::newRow("no provider, on") << Slot::Provider << true << true << whileOn;
+    QTest::newRow("no provider, off") << Slot::Provider << true << false << whileOff;
+    QTest::newRow("serializer, on") << Slot::Serializer << false << true << whileOn;
+    QTest::newRow("serializer, off") << Slot::Serializer << false << false << whileOff;
+    QTest::newRow("no serializer, on") << Slot::Serializer << true << true
+                                       << calls({"send [e2] high", "send [,e99] normal"});
+    QTest::newRow("no serializer, off") << Slot::Serializer << true << false << calls({"send [,e2,e99] normal"});
+    QTest::newRow("sender, on") << Slot::Sender << false << true << whileOn;
+    QTest::newRow("sender, off") << Slot::Sender << false << false << whileOff;
+    QTest::newRow("no sender, on") << Slot::Sender << true << true << whileOn;
+    QTest::newRow("no sender, off") << Slot::Sender << true << false << whileOff;
+}
+
+/// What is plugged in already is plugged in again, or null where there is nothing.
 void TestManager::samePlugInAgain()
 {
+    QFETCH(Slot, slot);
+    QFETCH(bool, isNull);
+    QFETCH(bool, isEnabled);
+    QFETCH(QStringList, sent);
+
     Recorded recorded;
+    auto const plugIn = [&recorded, slot](bool none) {
+        switch (slot) {
+        case Slot::Provider:
+            recorded.manager.setPropertyProvider(none ? nullptr : &recorded.provider);
+            break;
+        case Slot::Serializer:
+            recorded.manager.setEventSerializer(none ? nullptr : &recorded.serializer);
+            break;
+        case Slot::Sender:
+            recorded.manager.setPackageSender(none ? nullptr : &recorded.sender);
+            break;
+        }
+    };
+    plugIn(isNull);
+    recorded.manager.setEnabled(isEnabled);
     recorded.append(1, EventPriority::Low);
-    recorded.manager.setPropertyProvider(&recorded.provider);
-    recorded.manager.setEventSerializer(&recorded.serializer);
-    recorded.manager.setPackageSender(&recorded.sender);
-    QCOMPARE(recorded.pending(), QStringLiteral("send [e1,e99] normal"));
-    QCOMPARE(recorded.serializer.provider, &recorded.provider);
+    plugIn(isNull);
+    if (slot != Slot::Provider)
+        plugIn(false); // It shows what the events before became.
 
-    AnalyticsManager plain;
-    plain.setPropertyProvider(nullptr);
-    plain.setEventSerializer(nullptr);
-    plain.setPackageSender(nullptr);
-    plain.setEnabled(true);
-    plain.appendEvent(EventType::SearchResult, 0, 0ms, {}, EventPriority::Medium);
-
-    plain.setEventSerializer(&recorded.serializer);
-    plain.appendEvent(EventType::SearchResult, 3, 0ms, {}, EventPriority::Low);
-    QCOMPARE(recorded.serializer.provider, AnalyticsManagerPrivate::dummyPropertyProvider());
+    recorded.append(2, EventPriority::High);
+    QCOMPARE(recorded.serializer.provider,
+             slot == Slot::Provider && isNull ? AnalyticsManagerPrivate::dummyPropertyProvider() : &recorded.provider);
+    recorded.pending();
+    QCOMPARE(recorded.journal.calls.filter(QStringLiteral("send ")), sent);
 }
 
 void TestManager::serializerReplacedWhilePending()
