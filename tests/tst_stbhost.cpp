@@ -450,7 +450,7 @@ void tst_Stbhost::machine_data()
         {Property::NetworkInfo,       R"({"duplex":"full","interface_name":"eth0","mac":"02:00:5e:10:00:01","speed_mbps":1000,"statistics":{"rx_crc_errors":5,"rx_dropped":3,"rx_errors":1,"rx_frame_errors":6,"tx_dropped":4,"tx_errors":2}})",
                                       R"({"interface_name":"wlan0","mac":"02:00:5e:10:00:12","statistics":{}})"},
         {Property::NetworkInterfaces, interfaces,
-                                      R"([{"interface_name":"eth0","ip_v4":"192.0.2.40","ip_v6":"2001:db8::40","mac":"02:00:5e:10:00:11","netmask":"255.255.255.0","status":"down"},{"interface_name":"wlan0","mac":"02:00:5e:10:00:12","status":"up"}])"},
+                                      R"([{"interface_name":"eth0","ip_v4":"192.0.2.40","ip_v6":"2001:db8::40","mac":"02:00:5e:10:00:11","netmask":"255.255.255.0","status":"lowerlayerdown"},{"interface_name":"wlan0","mac":"02:00:5e:10:00:12","status":"up"}])"},
         {Property::SerialNumber,      R"("EX400-000271")", R"("00c0ffee")"},
         {Property::SystemUptime,      "4211370", ""},
         {Property::Uid,               R"("163eb2e4a9d737822c91541b9cc05614")", ""},
