@@ -191,6 +191,11 @@ search_result      ########## 1
 ui_content_rating  ######################################## 4
 )",
         1);
+    row("unknown key", {QStringLiteral("--summary")}, R"({"rating":4,"colour":1})",
+        R"(0 packages, 1 event, 23 bytes; 1 line broken
+broken  ######################################## 1
+)",
+        1);
     row("widest type in front", {QStringLiteral("--summary")}, "{\"rating\":4}\n{\"feedback\":\"a\"}\n",
         R"(0 packages, 2 events, 28 bytes; 0 lines broken
 ui_content_rating  ######################################## 1
