@@ -5,6 +5,7 @@
 #include <stbhost/session.h>
 #include <stbhost/stopsignal.h>
 
+#include <QtCore/QFile>
 #include <QtCore/QJsonArray>
 #include <QtCore/QJsonDocument>
 #include <QtCore/QJsonObject>
@@ -320,6 +321,16 @@ private:
     QStringList m_command;
 };
 
+/// In a child: nobody reads its output.
+void closeOutput()
+{
+    int ends[2];
+    if (pipe(ends) == 0) {
+        close(ends[0]);
+        dup2(ends[1], STDOUT_FILENO);
+    }
+}
+
 QByteArray const mediumLine = R"({"event":"search_result","priority":"medium","time":5,"values":{"Query":"sea"}})";
 
 } // namespace
@@ -360,8 +371,11 @@ private Q_SLOTS:
     void samplesWaitForTheFlush();
     void oneLineInTheEnd();
     void wrongAddress();
+    void wrongLine();
     void closedOutput();
+    void closedOutputEndsIt();
     void partOfALine();
+    void nextScriptIsNotBegun();
 };
 
 void tst_Session::firstFlushIsDrawn_data()
@@ -852,23 +866,43 @@ void tst_Session::wrongAddress()
     QCOMPARE(run.exitCode, 1);
 }
 
+void tst_Session::wrongLine()
+{
+    Collector collector(taken);
+    DeliveringHost host(collector, {QStringLiteral("--quiet")});
+    Run const run = host.run("no\n" + mediumLine);
+    QCOMPARE(run.errors, "<stdin>:1: not JSON: illegal value near column 1\n");
+    QCOMPARE(collector.events, QList<int>({1}));
+    QCOMPARE(run.exitCode, 1);
+}
+
 /// Packages are delivered all the same, but somebody was to have them on standard output.
 void tst_Session::closedOutput()
 {
     Collector collector(taken);
     DeliveringHost host(collector, {QStringLiteral("--echo")});
-    host.process.setChildProcessModifier([] {
-        int ends[2];
-        if (pipe(ends) == 0) {
-            close(ends[0]);
-            dup2(ends[1], STDOUT_FILENO);
-        }
-    });
+    host.process.setChildProcessModifier(closeOutput);
     Run const run = host.run(mediumLine);
     QCOMPARE(run.errors,
              "stbhost: 1 events, 1 packages: 1 sent, 0 pending, 0 refused, 0 lost; 0 attempts failed\n"
              "stbhost: standard output: Broken pipe\n");
     QCOMPARE(run.exitCode, 1);
+}
+
+/// Without a collector there is nothing left to do then.
+void tst_Session::closedOutputEndsIt()
+{
+    QProcess process;
+    QStringList command;
+    for (char const *word : {STBHOST})
+        command.append(QString::fromLocal8Bit(word));
+    process.setChildProcessModifier(closeOutput);
+    process.start(command.first(),
+                  command.mid(1) << QStringLiteral("--quiet") << QStringLiteral("--live")
+                                 << QStringLiteral("--interval") << QStringLiteral("1000000"));
+    QVERIFY(process.waitForFinished());
+    QCOMPARE(process.readAllStandardError(), "stbhost: standard output: Broken pipe\n");
+    QCOMPARE(process.exitCode(), 1);
 }
 
 /// A signal that comes while a line is incomplete ends the host: what is there of the line is taken for all of it.
@@ -889,6 +923,28 @@ void tst_Session::partOfALine()
     QCOMPARE(process.readAllStandardOutput().count('\n'), 1);
     QCOMPARE(process.exitStatus(), QProcess::NormalExit);
     QCOMPARE(process.exitCode(), 1);
+}
+
+void tst_Session::nextScriptIsNotBegun()
+{
+    QTemporaryDir folder;
+    QString const path = folder.filePath(QStringLiteral("script.jsonl"));
+    QFile script(path);
+    QVERIFY(script.open(QIODevice::WriteOnly));
+    script.write(mediumLine);
+    script.close();
+    QProcess process;
+    QStringList command;
+    for (char const *word : {STBHOST})
+        command.append(QString::fromLocal8Bit(word));
+    process.start(command.first(),
+                  command.mid(1) << QStringLiteral("--quiet") << QStringLiteral("--pace") << QStringLiteral("1000000")
+                                 << path << path);
+    QVERIFY(process.waitForReadyRead());
+    process.terminate();
+    QVERIFY(process.waitForFinished());
+    QCOMPARE(process.readAllStandardOutput().count('\n'), 1);
+    QCOMPARE(process.exitCode(), 0);
 }
 
 QTEST_GUILESS_MAIN(tst_Session)
