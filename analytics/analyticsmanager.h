@@ -23,7 +23,7 @@ class IPropertyProvider;
  * pending, or sends it alone, by the caller's priority. It starts disabled, with plug-ins that do
  * nothing. Everything happens on the caller's thread inside appendEvent(); one manager is to be used
  * from one thread at a time. Plug-ins belong to the host: the manager neither deletes them nor touches
- * them when it is destroyed. It throws no exception of its own.
+ * them when it is destroyed. It throws nothing of its own but std::bad_alloc.
  *
  * A plug-in may call the manager from inside its own call. An event that it appends there is dealt with
  * before that call goes on; a flush under way neither takes it along nor loses it. A plug-in's exception

@@ -10,7 +10,7 @@ namespace analytics {
  *
  * Stateless: any thread may use one instance, as far as the provider allows. Each property that the
  * provider has a value for is written under its key; null values and empty strings, lists and records
- * are left out. Keys come out sorted. The serializer throws no exception of its own.
+ * are left out. Keys come out sorted. The serializer throws nothing of its own but std::bad_alloc.
  */
 class STBANALYTICS_EXPORT JsonEventSerializer : public IEventSerializer
 {

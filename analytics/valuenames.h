@@ -11,7 +11,7 @@
  * @brief The wire names of those value enumerations that have them, for hosts that report such values.
  *
  * The library itself never reads these tables. Each function returns the same constant table on every
- * call; the table lives until the process ends, and any thread may read it. Its strings view
+ * call; the table lives as long as the library is loaded, and any thread may read it. Its strings view
  * constants. A value outside the enumeration has a null name.
  */
 
