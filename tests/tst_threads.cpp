@@ -129,9 +129,13 @@ class TestThreads : public QObject
 
 private Q_SLOTS:
     void initTestCase();
+    void init() { ++m_functions; }
     void firstUse();
     void recordsBeingRegistered();
     void oneSerializer();
+
+private:
+    int m_functions = 0; ///< How many have begun.
 };
 
 void TestThreads::initTestCase()
@@ -142,6 +146,7 @@ void TestThreads::initTestCase()
 /// Stands first: what is made on first use has not been made yet.
 void TestThreads::firstUse()
 {
+    QCOMPARE(m_functions, 1);
     QList<QByteArray> sent[threadCount];
     QString names[threadCount];
 
