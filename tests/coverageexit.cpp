@@ -1,4 +1,5 @@
-// Linked into stbhost where coverage is counted: a host that delivers ends by _exit(), which would not write the counts.
+// Linked into stbhost where coverage is counted: a host that delivers ends by _exit(), which would not write the
+// counts.
 
 extern "C" {
 void __gcov_dump();

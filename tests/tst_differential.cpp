@@ -30,7 +30,7 @@ using namespace analytics;
 
 namespace {
 
-constexpr char seedVariable[] = "STBANALYTICS_DIFFERENTIAL_SEED";
+constexpr char seedVariable[] = "STBANALYTICS_SEED";
 constexpr char eventsVariable[] = "STBANALYTICS_DIFFERENTIAL_EVENTS";
 constexpr char onlyVariable[] = "STBANALYTICS_DIFFERENTIAL_ONLY";
 
