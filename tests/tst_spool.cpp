@@ -1658,6 +1658,8 @@ void tst_Spool::interruptedRescue()
 /// Makes one mistake of those that a disk makes.
 static QByteArray damaged(QByteArray bytes, std::mt19937 &random)
 {
+    if (bytes.size() < pageSize) // A former mistake has left too little of it for another one.
+        return bytes;
     auto const below
         = [&random](qsizetype bound) { return std::uniform_int_distribution<qsizetype>(0, bound - 1)(random); };
     qsizetype const at = below(bytes.size());
