@@ -23,6 +23,7 @@ static constexpr qint64 rowBytes = 200;
 static constexpr int pageSize = 4096;
 
 // The tables are always made in this order, so each begins on the same page in every spool; rescue() counts on it.
+// It also takes whatever rows a page has for packages, so what is deleted may not stay on a page that is free.
 static constexpr char const *schema = R"(
     PRAGMA locking_mode = EXCLUSIVE;
     PRAGMA page_size = 4096;
@@ -30,6 +31,7 @@ static constexpr char const *schema = R"(
     PRAGMA synchronous = FULL;
     PRAGMA wal_autocheckpoint = 256;
     PRAGMA journal_size_limit = 1048576;
+    PRAGMA secure_delete = ON;
     BEGIN IMMEDIATE;
     CREATE TABLE IF NOT EXISTS package (
         id INTEGER PRIMARY KEY, class INTEGER NOT NULL, created INTEGER NOT NULL, checksum INTEGER NOT NULL,
@@ -582,9 +584,18 @@ static bool copyPackage(Database &damaged, Database &fresh, qint64 id)
         && insert(fresh, package, static_cast<int>(std::clamp<qint64>(row.integer(0), 0, 2)), row.bytes(5));
 }
 
+/// Copies those of the packages that are not settled yet; they are then.
+static void copyPackages(Database &damaged, std::set<qint64> const &ids, std::set<qint64> &settled, Database &fresh)
+{
+    for (qint64 id : ids) {
+        if (settled.count(id) == 0 && copyPackage(damaged, fresh, id))
+            settled.insert(id);
+    }
+}
+
 /// Copies packages that cannot be found from the table's first page: each page that holds packages takes the place of
 /// that one in turn.
-static void copyScattered(QString const &path, std::set<qint64> &missing, Database &fresh)
+static void copyScattered(QString const &path, std::set<qint64> &settled, Database &fresh)
 {
     constexpr qint64 rootOfPackages = pageSize;
     constexpr char holdsRows = 0x0d;
@@ -600,7 +611,7 @@ static void copyScattered(QString const &path, std::set<qint64> &missing, Databa
         file.seek(rootOfPackages);
         file.write(page);
     };
-    for (qint64 offset = 2 * rootOfPackages; offset < file.size() && !missing.empty(); offset += pageSize) {
+    for (qint64 offset = 2 * rootOfPackages; offset < file.size(); offset += pageSize) {
         QByteArray const page = pageAt(offset);
         if (!page.startsWith(holdsRows))
             continue;
@@ -608,36 +619,30 @@ static void copyScattered(QString const &path, std::set<qint64> &missing, Databa
         Database damaged;
         damaged.open(path);
         damaged.run("PRAGMA locking_mode = EXCLUSIVE");
-        for (qint64 id : idsIn(damaged, "SELECT id FROM package NOT INDEXED ORDER BY id")) {
-            if (missing.count(id) != 0 && copyPackage(damaged, fresh, id))
-                missing.erase(id);
-        }
+        copyPackages(damaged, idsIn(damaged, "SELECT id FROM package NOT INDEXED ORDER BY id"), settled, fresh);
     }
 }
 
 /// Fills a new spool with what can be read of a damaged one. Returns how many packages cannot be.
 qint64 Spool::copyReadable(Database &fresh, qint64 &copied, Losses &sums)
 {
-    std::set<qint64> missing;
-    qint64 known = 0;
+    std::set<qint64> ids;
+    std::set<qint64> settled = m_delivered;
+    std::optional<qint64> known;
     {
         Database damaged;
         openDamaged(damaged, scanOf(m_path), firstPage(freshOf(m_path)));
-        known = readState(damaged, m_clock, sums).value_or(0);
-        for (qint64 id : allIdsIn(damaged)) {
-            if (m_delivered.count(id) != 0)
-                continue;
-            if (copyPackage(damaged, fresh, id))
-                ++copied;
-            else
-                missing.insert(id);
-        }
+        known = readState(damaged, m_clock, sums);
+        ids = allIdsIn(damaged);
+        copyPackages(damaged, ids, settled, fresh);
     }
-    size_t const notFound = missing.size();
-    copyScattered(scanOf(m_path), missing, fresh);
-    copied += static_cast<qint64>(notFound - missing.size());
-    // Where the index is broken, too, there are more than can be named.
-    return std::max(static_cast<qint64>(missing.size()), known - copied - static_cast<qint64>(m_delivered.size()));
+    auto const lacking = [&] { return known.value_or(0) - static_cast<qint64>(settled.size()); };
+    // Where the index is broken, too, there may be more than the scans have found.
+    if (!known || lacking() > 0)
+        copyScattered(scanOf(m_path), settled, fresh);
+    copied = static_cast<qint64>(settled.size() - m_delivered.size());
+    qint64 const unread = std::count_if(ids.begin(), ids.end(), [&](qint64 id) { return settled.count(id) == 0; });
+    return std::max(unread, lacking());
 }
 
 /// Makes a new spool of what can be read of this one. Power may fail at any moment of this, too.
