@@ -62,10 +62,18 @@ extern "C" int unlink(char const *path) noexcept
     return unlinkat(AT_FDCWD, path, 0);
 }
 
-extern "C" int renameat2(int fromFolder, char const *from, int toFolder, char const *to, unsigned flags) noexcept
+/// A move that fails, in the words of the changes.
+static QByteArray failingMove;
+
+extern "C" int rename(char const *from, char const *to) noexcept
 {
-    note("rename " + nameIn(from) + ' ' + nameIn(to));
-    return static_cast<int>(syscall(SYS_renameat2, fromFolder, from, toFolder, to, flags));
+    QByteArray const move = "rename " + nameIn(from) + ' ' + nameIn(to);
+    note(move);
+    if (move == failingMove) {
+        errno = EIO;
+        return -1;
+    }
+    return renameat(AT_FDCWD, from, AT_FDCWD, to);
 }
 
 namespace {
@@ -195,6 +203,9 @@ private Q_SLOTS:
     void rescueFails_data();
     void rescueFails();
     void newLogIsLeft();
+    void lastMoveFails();
+    void lastMoveFailsInUse();
+    void damagedLogStays();
     void readFailsWhileInUse_data();
     void readFailsWhileInUse();
     void badPage();
@@ -232,6 +243,7 @@ void tst_SpoolFaults::init()
 void tst_SpoolFaults::cleanup()
 {
     beforeChange = nullptr;
+    failingMove.clear();
     sqlite3_hard_heap_limit64(0);
     sqlite3_soft_heap_limit64(0);
 }
@@ -439,6 +451,62 @@ void tst_SpoolFaults::newLogIsLeft()
         QVERIFY(fault);
         beforeChange = nullptr;
     }
+    Spool spool({});
+    QCOMPARE(spool.open(folder()), QString());
+    QCOMPARE(spool.takeNotice(), noticeOf(14, 1));
+    QCOMPARE(wordsOf(delivered(spool)), QByteArray("h15 n1 n2 n3 n4 n6 n7 n8 n9 n10 n11 n12 n13 n14"));
+}
+
+static constexpr char const *lastMove = "rename spool.db.new spool.db";
+
+/// What a rescue has made takes its place as soon as that can be done, and until then nothing else does.
+void tst_SpoolFaults::lastMoveFails()
+{
+    writeImage(folder(), withoutPageOf("n5"));
+    failingMove = lastMove;
+    for (int i = 0; i < 3; ++i) {
+        QCOMPARE(Spool({}).open(folder()), QStringLiteral("the new spool cannot take its place"));
+        QVERIFY(!QFile::exists(databaseOf(folder())));
+    }
+    failingMove.clear();
+    Spool spool({});
+    QCOMPARE(spool.open(folder()), QString());
+    QCOMPARE(spool.losses().damage, 1);
+    QCOMPARE(wordsOf(delivered(spool)), QByteArray("h15 n1 n2 n3 n4 n6 n7 n8 n9 n10 n11 n12 n13 n14"));
+}
+
+void tst_SpoolFaults::lastMoveFailsInUse()
+{
+    writeImage(folder(), original());
+    QCOMPARE(sql(databaseOf(folder()), "UPDATE package SET checksum = 1 WHERE id = 5"), QByteArray());
+    Spool spool({});
+    QCOMPARE(spool.open(folder()), QString());
+    QCOMPARE(wordsOf(spool.take(everything, everything)), QByteArray("h15"));
+    spool.delivered();
+
+    failingMove = lastMove;
+    QCOMPARE(wordsOf(spool.take(everything, everything)), QByteArray("n1 n2 n3 n4"));
+    spool.giveBack();
+    QVERIFY(!spool.save());
+    QCOMPARE(spool.problem(), QStringLiteral("the new spool cannot take its place"));
+    QVERIFY(!QFile::exists(databaseOf(folder())));
+    failingMove.clear();
+    QVERIFY(spool.save());
+    QCOMPARE(spool.problem(), QString());
+    QCOMPARE(spool.takeNotice(), noticeOf(13, 1));
+    QCOMPARE(spool.losses().damage, 1);
+    QCOMPARE(spool.pending(), 13);
+    QCOMPARE(wordsOf(delivered(spool)), QByteArray("n1 n2 n3 n4 n6 n7 n8 n9 n10 n11 n12 n13 n14"));
+    // What was damaged is kept, and not what took its place.
+    QCOMPARE(sql(damagedOf(folder()), "SELECT checksum FROM package WHERE id = 5"), QByteArray("1"));
+}
+
+/// A log that cannot be set aside has no part in the new spool.
+void tst_SpoolFaults::damagedLogStays()
+{
+    writeImage(folder(), withoutPageOf("n5"));
+    Fault const fault(Fault::Unwritable, databaseOf(folder()));
+    failingMove = "rename spool.db-wal spool.db.damaged-wal";
     Spool spool({});
     QCOMPARE(spool.open(folder()), QString());
     QCOMPARE(spool.takeNotice(), noticeOf(14, 1));

@@ -9,6 +9,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <cstdio>
 #include <cstring>
 
 #include <fcntl.h>
@@ -164,20 +165,18 @@ static bool copyDatabase(QString const &from, QString const &to)
     return target.flush();
 }
 
+/// QFile would copy what it cannot move, and a copy may be broken off.
+static bool moveFile(QString const &from, QString const &to)
+{
+    return std::rename(QFile::encodeName(from).constData(), QFile::encodeName(to).constData()) == 0;
+}
+
 /// The file goes first, since power may fail in between: finishRescue() removes a log that is left alone, but a file
 /// that is left alone is a spool without the packages that are only in its log.
 static bool moveDatabase(QString const &from, QString const &to)
 {
     removeDatabase(to);
-    return QFile::rename(from, to) && (!QFile::exists(walOf(from)) || QFile::rename(walOf(from), walOf(to)));
-}
-
-/// What a rescue that was broken off has left; all may have been done but the last step.
-static void finishRescue(QString const &path)
-{
-    removeDatabase(scanOf(path));
-    if (!QFile::exists(path) && QFile::exists(freshOf(path)))
-        moveDatabase(freshOf(path), path);
+    return moveFile(from, to) && (!QFile::exists(walOf(from)) || moveFile(walOf(from), walOf(to)));
 }
 
 Spool::Spool(Limits limits)
@@ -207,7 +206,9 @@ QString Spool::open(QString const &folder)
                                     : QString::fromLocal8Bit(std::strerror(errno));
 
     m_path = folder + QLatin1String("/spool.db");
-    finishRescue(m_path);
+    removeDatabase(scanOf(m_path));
+    if (!finishRescue())
+        return m_problem;
 
     Condition condition = m_database.open(m_path) ? inspect() : Condition::Unusable;
     if (condition == Condition::Sound) {
@@ -299,6 +300,8 @@ void Spool::dropExcess()
 bool Spool::isAnythingToSave()
 {
     if (!m_unsaved.empty() || !m_delivered.empty() || !m_refusals.isEmpty() || !m_areLossesSaved)
+        return true;
+    if (!m_database.isOpen()) // What it holds is to be sent as soon as it can be opened again.
         return true;
     Statement oldest(m_database, "SELECT created FROM package ORDER BY id LIMIT 1");
     return oldest.next() && oldest.integer(0) < m_clock.now() - m_limits.age.count();
@@ -645,6 +648,37 @@ qint64 Spool::copyReadable(Database &fresh, qint64 &copied, Losses &sums)
     return std::max(unread, lacking());
 }
 
+/// Whether there is a new spool, and none in its place: one that rescue() has not completed has the damaged one there.
+bool Spool::isRescueUnfinished() const
+{
+    return !QFile::exists(m_path) && QFile::exists(freshOf(m_path));
+}
+
+/// Does the last step of a rescue, if it is still to be done. Where it fails SQLite may not open the spool, since it
+/// would make an empty one.
+bool Spool::finishRescue()
+{
+    if (!isRescueUnfinished())
+        return true;
+    if (!moveDatabase(freshOf(m_path), m_path)) {
+        m_problem = QStringLiteral("the new spool cannot take its place");
+        return false;
+    }
+    fsync(m_folder);
+    return true;
+}
+
+/// Opens what a rescue has made.
+bool Spool::openRescued()
+{
+    if (!finishRescue())
+        return false;
+    if (m_database.open(m_path) && inspect() == Condition::Sound)
+        return true;
+    m_problem = m_database.error();
+    return false;
+}
+
 /// Makes a new spool of what can be read of this one. Power may fail at any moment of this, too.
 bool Spool::rescue()
 {
@@ -658,7 +692,8 @@ bool Spool::rescue()
         return false;
     };
     m_database.close();
-    finishRescue(m_path);
+    if (isRescueUnfinished())
+        return openRescued();
     removeDatabase(freshPath);
     if (!copyDatabase(m_path, scanOf(m_path)))
         return fail(QStringLiteral("no room to read the damaged spool"));
@@ -679,18 +714,16 @@ bool Spool::rescue()
     if (QFile::exists(walOf(freshPath)))
         return fail(QStringLiteral("the new spool cannot be written"));
     removeDatabase(scanOf(m_path));
-    if (!moveDatabase(m_path, damagedPath) || !moveDatabase(freshPath, m_path))
+    // A log that stays behind goes with the last step.
+    moveDatabase(m_path, damagedPath);
+    if (QFile::exists(m_path))
         return fail(QStringLiteral("the damaged file cannot be set aside"));
-    fsync(m_folder);
 
     m_notice = QStringLiteral("the spool was damaged: %1 packages taken over, %2 lost; what it was is %3")
                    .arg(QString::number(copied), QString::number(lost), damagedPath);
     m_stored.losses = sums;
     m_delivered.clear();
-    if (m_database.open(m_path) && inspect() == Condition::Sound)
-        return true;
-    m_problem = m_database.error();
-    return false;
+    return openRescued();
 }
 
 } // namespace stbhost

@@ -154,6 +154,9 @@ private:
     Condition inspect();
     bool readStored();
     bool rescue();
+    bool isRescueUnfinished() const;
+    bool finishRescue();
+    bool openRescued();
     qint64 copyReadable(Database &fresh, qint64 &copied, Losses &sums);
 
     bool isAnythingToSave();
