@@ -110,6 +110,7 @@ private Q_SLOTS:
     void brokenPage_data();
     void brokenPage();
     void brokenPages();
+    void indexWithoutEntry();
     void brokenIndex_data();
     void brokenIndex();
     void brokenFirstPages();
@@ -1293,6 +1294,31 @@ void tst_Spool::brokenPages()
     spool = std::make_unique<Spool>(Spool::Limits());
     QCOMPARE(spool->open(folder()), QString());
     QCOMPARE(delivered(*spool).size(), 3000 - rowsOn(first, sound));
+    goesOn(std::move(spool));
+}
+
+/// A package that the index lacks is neither stuck in the spool nor in the way of one that gets its number.
+void tst_Spool::indexWithoutEntry()
+{
+    {
+        Spool spool({});
+        QCOMPARE(spool.open(folder()), QString());
+        addWords(spool, "n1 n2 n3");
+        QVERIFY(spool.save());
+    }
+    sql(databaseOf(folder()), R"(
+        DROP INDEX waiting;
+        CREATE INDEX waiting ON package (class, id) WHERE id < 3;
+        PRAGMA writable_schema = ON;
+        UPDATE sqlite_schema SET sql = 'CREATE INDEX waiting ON package (class, id)' WHERE name = 'waiting';)");
+    QCOMPARE(sql(databaseOf(folder()), "PRAGMA quick_check"), QByteArray("ok"));
+
+    auto spool = std::make_unique<Spool>(Spool::Limits());
+    QCOMPARE(spool->open(folder()), QString());
+    addWords(*spool, "n4");
+    QVERIFY(spool->save());
+    QCOMPARE(wordsOf(delivered(*spool)), QByteArray("n1 n2 n3 n4"));
+    QCOMPARE(spool->losses().total(), 0);
     goesOn(std::move(spool));
 }
 

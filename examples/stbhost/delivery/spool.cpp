@@ -227,8 +227,12 @@ Spool::Condition Spool::inspect()
         Statement check(m_database, "PRAGMA quick_check(1)");
         if (check.next() && check.bytes(0) != "ok")
             return Condition::Damaged;
-        if (!check.hasFailed() && readStored())
-            return Condition::Sound;
+        // The check does not compare the index, by which all is counted and taken, with the table.
+        Statement rows(m_database, "SELECT count(*), max(id) FROM package NOT INDEXED");
+        if (!check.hasFailed() && readStored() && rows.next()) {
+            m_nextId = std::max(m_nextId, rows.integer(1) + 1);
+            return rows.integer(0) == m_stored.packages() ? Condition::Sound : Condition::Damaged;
+        }
     }
     return m_database.isDamaged() ? Condition::Damaged : Condition::Unusable;
 }
@@ -237,12 +241,11 @@ bool Spool::readStored()
 {
     m_stored.bytes = 0;
     m_stored.counts = {};
-    Statement sums(m_database, "SELECT class, count(*), sum(length(body)), max(id) FROM package GROUP BY class");
+    Statement sums(m_database, "SELECT class, count(*), sum(length(body)) FROM package GROUP BY class");
     while (sums.next()) {
         qint64 const packageClass = sums.integer(0);
         m_stored.countOf(packageClass) += sums.integer(1);
         m_stored.bytes += sums.integer(2) + sums.integer(1) * rowBytes;
-        m_nextId = std::max(m_nextId, sums.integer(3) + 1);
     }
     return !sums.hasFailed();
 }
