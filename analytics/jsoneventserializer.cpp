@@ -85,7 +85,6 @@ constexpr RecordType recordTypes[] = {
 };
 constexpr std::size_t recordTypeCount = std::size(recordTypes);
 static_assert(recordTypeCount < 32, "more records than the bits of a quint32: take a quint64 for the sets of records");
-constexpr quint32 allRecords = (1u << recordTypeCount) - 1;
 
 /// Finds a record type by its name, which is by what Qt itself tells types apart. Here are no meta-type objects of the
 /// records: a host has its own, and those of 27 records are a tenth of the library.
