@@ -410,6 +410,7 @@ private Q_SLOTS:
     void repliesAreDeleted();
     void certificates_data();
     void certificates();
+    void certificateThatWasWrong();
     void certificateThatDoesNotFit();
     void clockNotSet();
 
@@ -802,6 +803,21 @@ void tst_Delivery::repliesAreDeleted()
         QCOMPARE(posted(link).kind, Answer::Delivered);
         QVERIFY(waitFor([&] { return deleted.count == i; }));
     }
+}
+
+/// What was wrong with a certificate says nothing of the next attempt.
+void tst_Delivery::certificateThatWasWrong()
+{
+    if (!QSslSocket::supportsSsl())
+        QSKIP("this Qt has no TLS");
+    SystemCertificates const certificates("authority.pem");
+    auto peer = std::make_unique<Peer>(accept, "elsewhere.pem");
+    CollectorLink::Options options;
+    options.url = peer->url();
+    CollectorLink link(options);
+    QCOMPARE(posted(link).kind, Answer::Misconfigured);
+    peer.reset();
+    QCOMPARE(posted(link).kind, Answer::Unavailable);
 }
 
 void tst_Delivery::certificates_data()
