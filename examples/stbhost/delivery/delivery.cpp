@@ -94,8 +94,8 @@ void Delivery::takeIn()
         m_spool.add(queued.package, queued.isHigh);
     m_queue.clear();
     save();
-    publish();
     attempt();
+    publish();
 }
 
 void Delivery::save()

@@ -70,6 +70,8 @@ void DeliverySender::stop()
 {
     m_thread.quit();
     m_thread.wait();
+    // A race detector does not see Qt's own locks. The thread's last act, publishing, takes this one.
+    QMutexLocker const locker(&m_mutex);
 }
 
 } // namespace stbhost
