@@ -1,3 +1,5 @@
+#include "patience.h"
+
 #include <stbhost/delivery/delivery.h>
 
 #include <QtCore/QDeadlineTimer>
@@ -173,18 +175,16 @@ Reply sayNothing(Request const &)
     return {};
 }
 
-/// What has not come by then never will, on the slowest of machines. Where one wait was in vain the program has failed,
-/// and the further ones end soon.
-std::chrono::milliseconds patience = 30s;
-
+/// Where one wait was in vain the program has failed, and the further ones end soon.
 bool waitFor(std::function<bool()> const &isSo)
 {
-    QDeadlineTimer const end(patience);
+    static int longest = patience();
+    QDeadlineTimer const end(longest);
     QTimer look; // What the delivery's thread does is no event here.
     look.start(1ms);
     while (!isSo()) {
         if (end.hasExpired()) {
-            patience = 1s;
+            longest = 1000;
             return false;
         }
         QCoreApplication::processEvents(QEventLoop::WaitForMoreEvents);

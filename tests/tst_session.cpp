@@ -1,3 +1,5 @@
+#include "patience.h"
+
 #include <stbhost/console.h>
 #include <stbhost/host.h>
 #include <stbhost/machine.h>
@@ -307,7 +309,7 @@ public:
         process.start(m_command.first(), m_command.mid(1));
         process.write(input);
         process.closeWriteChannel();
-        if (!QTest::qWaitFor([this] { return process.state() == QProcess::NotRunning; }, 30'000)
+        if (!QTest::qWaitFor([this] { return process.state() == QProcess::NotRunning; }, patience())
             || process.exitStatus() != QProcess::NormalExit)
             return {};
         return {process.exitCode(), process.readAllStandardOutput(), process.readAllStandardError()};

@@ -1,3 +1,4 @@
+#include "patience.h"
 #include "support.h"
 
 #include <stbhost/eventnames.h>
@@ -350,7 +351,7 @@ static Run run(QStringList const &arguments, QByteArray const &input = {},
     start(process, arguments);
     process.write(input);
     process.closeWriteChannel();
-    if (!process.waitForFinished() || process.exitStatus() != QProcess::NormalExit)
+    if (!process.waitForFinished(patience()) || process.exitStatus() != QProcess::NormalExit)
         return {};
     return {process.exitCode(), process.readAllStandardOutput(), process.readAllStandardError()};
 }
