@@ -53,7 +53,6 @@ template <typename Record> constexpr RecordType recordType(std::string_view name
 
 constexpr std::string_view namespacePrefix = "analytics::";
 
-/// The records in the order in which a value is tried for them: a value that converts to several becomes the first.
 constexpr RecordType recordTypes[] = {
     recordType<Channel>("analytics::Channel"),
     recordType<MediaItem>("analytics::MediaItem"),
@@ -84,6 +83,15 @@ constexpr RecordType recordTypes[] = {
     recordType<MessageTarget>("analytics::MessageTarget"),
 };
 constexpr std::size_t recordTypeCount = std::size(recordTypes);
+
+template <typename... Record> constexpr bool haveRows(RecordList<Record...>)
+{
+    bool isInOrder = recordTypeCount == sizeof...(Record);
+    std::size_t i = 0;
+    ((isInOrder = isInOrder && recordTypes[i++].write == writeRecord<Record>), ...);
+    return isInOrder;
+}
+static_assert(haveRows(PayloadRecords()), "recordTypes: a row for each of the PayloadRecords, in their order");
 static_assert(recordTypeCount < 32, "more records than the bits of a quint32: take a quint64 for the sets of records");
 
 /// Finds a record type by its name, which is by what Qt itself tells types apart. Here are no meta-type objects of the
