@@ -1018,6 +1018,9 @@ void tst_Stbhost::commandLine_data()
     for (char const *url : {"c", "ftp://c/", "http://", "http:///packages", "https:", "http://c:99999/", "http://c:0/", "http://c/%zz"})
         row(QByteArray("URL ") + url, QByteArray("--spool s --collector ") + url, "", 1, {},
             QByteArray("stbhost: --collector ") + url + ": expected http:// or https:// and a host\n");
+    row("URL, password",      "--spool s --collector ftp://box:secret@c/", "",        1, {},     "stbhost: --collector ftp://***@c/: expected http:// or https:// and a host\n");
+    row("URL, password with an @", "--spool s --collector http://box:se@cret@c:0/", "", 1, {}, "stbhost: --collector http://***@c:0/: expected http:// or https:// and a host\n");
+    row("URL, no scheme, password", "--spool s --collector box:secret@c", "",         1, {},     "stbhost: --collector ***@c: expected http:// or https:// and a host\n");
     row("empty quota",        "--spool s --collector http://c --quota=", "",         1, {},     "stbhost: --quota: expected a number of bytes from 10000, got\n");
     row("empty spread",       "--spool s --collector http://c --spread=", "",        1, {},     "stbhost: --spread: expected a number of seconds from 0 to 2147483, got\n");
     row("empty backoff",      "--spool s --collector http://c --backoff=", "",       1, {},     "stbhost: --backoff: expected two numbers of seconds, the smaller one first, such as 5,900, got\n");

@@ -9,6 +9,15 @@ namespace stbhost {
 
 namespace {
 
+/// A URL as it may be shown and logged. What cannot be read as a URL may hold a password all the same.
+QString withoutUser(QString const &url)
+{
+    qsizetype const slashes = url.indexOf(QLatin1String("//"));
+    qsizetype const begin = slashes < 0 ? 0 : slashes + 2;
+    qsizetype const end = url.lastIndexOf(QLatin1Char('@'));
+    return end < begin ? url : url.left(begin) + QLatin1String("***") + url.mid(end);
+}
+
 /// One option after the other, until one is wrong.
 class Reader
 {
@@ -187,7 +196,7 @@ QString readOptions(QStringList const &arguments, Options &options)
     delivery.link.url = QUrl(value("collector"), QUrl::StrictMode);
     QString const problem = CollectorLink::problemOf(delivery.link);
     if (!problem.isEmpty())
-        reader.complain(QStringLiteral("--collector %1: %2").arg(value("collector"), problem));
+        reader.complain(QStringLiteral("--collector %1: %2").arg(withoutUser(value("collector")), problem));
     return reader.problem();
 }
 
