@@ -4,12 +4,12 @@ add_link_options(--coverage LINKER:--exclude-libs,libgcov.a)
 
 function(stbanalytics_count)
     foreach(target
-            stbanalytics stbanalytics_testing
+            stbanalytics stbanalytics_testkit
             stbhost stbhost_core stbhost_delivery
             stbanalytics-check stbanalytics-wireformat stbanalytics_wireformat)
         target_compile_options(${target} PRIVATE --coverage -fprofile-abs-path -fprofile-update=atomic)
     endforeach()
-    target_link_options(stbanalytics_testing INTERFACE --coverage) # Installed, too: a host's tests link it.
+    target_link_options(stbanalytics_testkit INTERFACE --coverage) # Installed, too: a host's tests link it.
     target_sources(stbhost PRIVATE ${PROJECT_SOURCE_DIR}/tests/coverageexit.cpp)
     target_link_options(stbhost PRIVATE LINKER:--wrap=_exit)
 endfunction()

@@ -1,4 +1,4 @@
-# What `cmake --install` gives: component Runtime is what a box needs, Development what a host is built with, Testing what
+# What `cmake --install` gives: component Runtime is what a box needs, Development what a host is built with, Testkit what
 # its tests are built with. A host that has this project as a subdirectory installs the component Runtime with its own.
 include(CMakePackageConfigHelpers)
 include(GNUInstallDirs)
@@ -54,12 +54,12 @@ install(EXPORT stbanalytics NAMESPACE stbanalytics:: FILE stbanalyticsTargets.cm
     DESTINATION ${stbanalytics_package_dir} COMPONENT Development)
 stbanalytics_install_headers(stbanalytics analytics Development)
 
-if(TARGET stbanalytics_testing)
-    install(TARGETS stbanalytics_testing EXPORT stbanalytics_testing
-        ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT Testing)
-    install(EXPORT stbanalytics_testing NAMESPACE stbanalytics:: FILE stbanalyticsTestingTargets.cmake
-        DESTINATION ${stbanalytics_package_dir} COMPONENT Testing)
-    stbanalytics_install_headers(stbanalytics_testing analytics/testing Testing)
+if(TARGET stbanalytics_testkit)
+    install(TARGETS stbanalytics_testkit EXPORT stbanalytics_testkit
+        ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT Testkit)
+    install(EXPORT stbanalytics_testkit NAMESPACE stbanalytics:: FILE stbanalyticsTestkitTargets.cmake
+        DESTINATION ${stbanalytics_package_dir} COMPONENT Testkit)
+    stbanalytics_install_headers(stbanalytics_testkit analytics/testkit Testkit)
 endif()
 
 configure_package_config_file(cmake/stbanalyticsConfig.cmake.in stbanalyticsConfig.cmake

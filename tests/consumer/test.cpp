@@ -1,7 +1,7 @@
 #include <analytics/analyticsmanager.h>
 #include <analytics/jsoneventserializer.h>
-#include <analytics/testing/mapprovider.h>
-#include <analytics/testing/recordingsender.h>
+#include <analytics/testkit/mapprovider.h>
+#include <analytics/testkit/recordingsender.h>
 
 using namespace analytics;
 

@@ -1,4 +1,4 @@
-#include <analytics/testing/recordingsender.h>
+#include <analytics/testkit/recordingsender.h>
 
 namespace analytics {
 

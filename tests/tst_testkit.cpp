@@ -1,9 +1,9 @@
 #include <analytics/analyticsmanager.h>
 #include <analytics/jsoneventserializer.h>
 #include <analytics/records.h>
-#include <analytics/testing/mapprovider.h>
-#include <analytics/testing/packagereader.h>
-#include <analytics/testing/recordingsender.h>
+#include <analytics/testkit/mapprovider.h>
+#include <analytics/testkit/packagereader.h>
+#include <analytics/testkit/recordingsender.h>
 
 #include <QtTest/QtTest>
 
@@ -13,7 +13,7 @@
 using namespace analytics;
 using namespace std::chrono_literals;
 
-class TestTesting : public QObject
+class TestTestkit : public QObject
 {
     Q_OBJECT
 
@@ -56,7 +56,7 @@ struct Box
     AnalyticsManager manager;
 };
 
-void TestTesting::threeLines()
+void TestTestkit::threeLines()
 {
     Box box;
     RecordingSender const &sender = box.sender;
@@ -66,7 +66,7 @@ void TestTesting::threeLines()
     QCOMPARE(sender.events().at(0)[Property::ItemId].toInt(), 8714);
 }
 
-void TestTesting::providerAnswers()
+void TestTestkit::providerAnswers()
 {
     MapProvider provider({{Property::San, QStringLiteral("0042")}});
     provider.set(Property::Channel, FromEvent::Value);
@@ -87,7 +87,7 @@ void TestTesting::providerAnswers()
     QVERIFY(!provider.value(Property::Uid, data).isValid());
 }
 
-void TestTesting::providerChangesItsMind()
+void TestTestkit::providerChangesItsMind()
 {
     Box box;
     box.provider.set(Property::ItemId, 5);
@@ -103,7 +103,7 @@ void TestTesting::providerChangesItsMind()
     QCOMPARE(box.sender.packages().at(2).package, QByteArray(R"({"events":[{"event_counter":1,"item_id":1}]})"));
 }
 
-void TestTesting::senderKeepsPackages()
+void TestTestkit::senderKeepsPackages()
 {
     Box box;
     QVERIFY(box.sender.packages().isEmpty());
@@ -130,7 +130,7 @@ void TestTesting::senderKeepsPackages()
     QCOMPARE(box.sender.events().at(0)[Property::ItemId].toInt(), 4);
 }
 
-void TestTesting::senderKeepsOrder()
+void TestTestkit::senderKeepsOrder()
 {
     Box box;
     box.chooseItem(10, EventPriority::Low);
@@ -144,7 +144,7 @@ void TestTesting::senderKeepsOrder()
     QCOMPARE(events.at(2)[Property::ItemId].toInt(), 30);
 }
 
-void TestTesting::senderRefusesToOverlook()
+void TestTestkit::senderRefusesToOverlook()
 {
     static int said[2];
     QCOMPARE(pipe(said), 0);
@@ -176,7 +176,7 @@ void TestTesting::senderRefusesToOverlook()
                         R"({"events":[,{"san":2}]})"));
 }
 
-void TestTesting::eventByProperty()
+void TestTestkit::eventByProperty()
 {
     RecordingSender sender;
     sender.send(R"({"events":[{"btb_type":"hotel","offset":9007199254740993,"target":"home","zap_time":0}]})", false);
@@ -192,7 +192,7 @@ void TestTesting::eventByProperty()
     QVERIFY(event[static_cast<Property>(9999)].isUndefined());
 }
 
-void TestTesting::eventByKey()
+void TestTestkit::eventByKey()
 {
     Box box;
     box.provider.set(Property::Channel, FromEvent::Value);
@@ -206,7 +206,7 @@ void TestTesting::eventByKey()
     QCOMPARE(event.members().keys(), QStringList({QStringLiteral("channel"), QStringLiteral("event_counter")}));
 }
 
-void TestTesting::package_data()
+void TestTestkit::package_data()
 {
     QTest::addColumn<QByteArray>("bytes");
     QTest::addColumn<QList<int>>("counters");
@@ -218,7 +218,7 @@ void TestTesting::package_data()
     QTest::newRow("more than events") << QByteArray(R"({"box":1,"events":[{"event_counter":7}]})") << QList<int>({7});
 }
 
-void TestTesting::package()
+void TestTestkit::package()
 {
     QFETCH(QByteArray, bytes);
     QFETCH(QList<int>, counters);
@@ -233,7 +233,7 @@ void TestTesting::package()
     QCOMPARE(read, counters);
 }
 
-void TestTesting::brokenPackage_data()
+void TestTestkit::brokenPackage_data()
 {
     QTest::addColumn<QByteArray>("bytes");
     QTest::addColumn<QString>("error");
@@ -258,7 +258,7 @@ void TestTesting::brokenPackage_data()
                                          << QStringLiteral("event 1 is no object");
 }
 
-void TestTesting::brokenPackage()
+void TestTestkit::brokenPackage()
 {
     QFETCH(QByteArray, bytes);
     QFETCH(QString, error);
@@ -269,5 +269,5 @@ void TestTesting::brokenPackage()
     QVERIFY(!readPackage(bytes).has_value());
 }
 
-QTEST_GUILESS_MAIN(TestTesting)
-#include "tst_testing.moc"
+QTEST_GUILESS_MAIN(TestTestkit)
+#include "tst_testkit.moc"

@@ -1,7 +1,7 @@
 #pragma once
 
 #include <analytics/ipackagesender.h>
-#include <analytics/testing/packagereader.h>
+#include <analytics/testkit/packagereader.h>
 
 #include <QtCore/QByteArray>
 #include <QtCore/QList>

@@ -1,4 +1,4 @@
-#include <analytics/testing/mapprovider.h>
+#include <analytics/testkit/mapprovider.h>
 
 #include <utility>
 

@@ -1,4 +1,4 @@
-#include <analytics/testing/packagereader.h>
+#include <analytics/testkit/packagereader.h>
 
 #include <analytics/catalogue_p.h>
 
