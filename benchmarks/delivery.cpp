@@ -2,7 +2,7 @@
 
 #include "allocations.h"
 
-#include <stbhost/delivery/deliverysender.h>
+#include <delivery/deliverysender.h>
 
 #include <QtCore/QCoreApplication>
 #include <QtCore/QEventLoop>
@@ -14,7 +14,7 @@
 #include <thread>
 #include <vector>
 
-using namespace stbhost;
+using namespace stbanalytics::delivery;
 using namespace std::chrono_literals;
 using Clock = std::chrono::steady_clock;
 

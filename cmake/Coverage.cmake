@@ -5,7 +5,7 @@ add_link_options(--coverage LINKER:--exclude-libs,libgcov.a)
 function(stbanalytics_count)
     foreach(target
             stbanalytics stbanalytics_testkit
-            stbhost stbhost_core stbhost_delivery
+            stbhost stbhost_core stbanalytics_delivery
             stbanalytics-check stbanalytics-wireformat stbanalytics_wireformat)
         target_compile_options(${target} PRIVATE --coverage -fprofile-abs-path -fprofile-update=atomic)
     endforeach()

@@ -1,4 +1,4 @@
-"""Makes docs/outage.svg, and the tables of docs/delivery.md, of what stbhost-outage simulates.
+"""Makes docs/outage.svg, and the tables of docs/delivery.md, of what delivery-outage simulates.
 
 outage.py STBHOST_OUTAGE [--check], from the project's folder; see scripts/outage. The plot is written here, so that
 the same bytes come out on every machine.

@@ -1,6 +1,6 @@
 #pragma once
 
-#include <stbhost/delivery/spool.h>
+#include <delivery/spool_p.h>
 
 #include <QtCore/QFile>
 #include <QtCore/QTemporaryDir>
@@ -88,26 +88,26 @@ inline QByteArray sql(QString const &path, QByteArray const &text)
     return rows;
 }
 
-inline QList<QByteArray> bodiesOf(QList<stbhost::Package> const &packages)
+inline QList<QByteArray> bodiesOf(QList<stbanalytics::delivery::Package> const &packages)
 {
     QList<QByteArray> bodies;
-    for (stbhost::Package const &package : packages)
+    for (stbanalytics::delivery::Package const &package : packages)
         bodies.append(package.body);
     return bodies;
 }
 
-inline QList<QByteArray> keysOf(QList<stbhost::Package> const &packages)
+inline QList<QByteArray> keysOf(QList<stbanalytics::delivery::Package> const &packages)
 {
     QList<QByteArray> keys;
-    for (stbhost::Package const &package : packages)
+    for (stbanalytics::delivery::Package const &package : packages)
         keys.append(package.key);
     return keys;
 }
 
 /// Everything that a spool has to send, in the order in which it sends it.
-inline QList<stbhost::Package> delivered(stbhost::Spool &spool)
+inline QList<stbanalytics::delivery::Package> delivered(stbanalytics::delivery::Spool &spool)
 {
-    QList<stbhost::Package> packages;
+    QList<stbanalytics::delivery::Package> packages;
     while (!spool.take(everything, everything).isEmpty()) {
         packages += spool.taken();
         spool.delivered();
@@ -119,7 +119,7 @@ inline QList<stbhost::Package> delivered(stbhost::Spool &spool)
 
 /// Adds packages, each a word that begins with h where its priority is high. Further letters tell what is done at once
 /// with a package: after "!" it is refused.
-inline void addWords(stbhost::Spool &spool, QByteArray const &words)
+inline void addWords(stbanalytics::delivery::Spool &spool, QByteArray const &words)
 {
     for (QByteArray const &word : words.split(' ')) {
         bool const isRefused = word.endsWith('!');
@@ -134,10 +134,10 @@ inline void addWords(stbhost::Spool &spool, QByteArray const &words)
     }
 }
 
-inline QByteArray wordsOf(QList<stbhost::Package> const &packages)
+inline QByteArray wordsOf(QList<stbanalytics::delivery::Package> const &packages)
 {
     QList<QByteArray> words;
-    for (stbhost::Package const &package : packages)
+    for (stbanalytics::delivery::Package const &package : packages)
         words.append(package.body.left(package.body.indexOf('.')));
     return words.join(' ');
 }

@@ -1,4 +1,4 @@
-#include <stbhost/delivery/backoff.h>
+#include <delivery/backoff_p.h>
 
 #include <QtTest/QTest>
 
@@ -6,7 +6,7 @@
 #include <array>
 #include <vector>
 
-using namespace stbhost;
+using namespace stbanalytics::delivery;
 using namespace std::chrono_literals;
 
 /// So many boxes, each with a seed of its own.

@@ -1,7 +1,7 @@
 #include "patience.h"
 #include "spoolsupport.h"
 
-#include <stbhost/delivery/delivery.h>
+#include <delivery/deliveryworker_p.h>
 
 #include <QtCore/QDeadlineTimer>
 #include <QtCore/QFile>
@@ -34,7 +34,7 @@
 #include <sys/resource.h>
 #include <zlib.h>
 
-using namespace stbhost;
+using namespace stbanalytics::delivery;
 using namespace std::chrono_literals;
 
 // Nobody pulls the plug here, so nobody has to wait for the disk.
@@ -351,7 +351,7 @@ private:
 
     DeliveryOptions const m_options;
     DeliverySender m_sender;
-    Delivery m_delivery;
+    DeliveryWorker m_delivery;
 };
 
 /// Counts the replies of Qt Network that are deleted on this thread.

@@ -20,7 +20,7 @@
 #include <sys/syscall.h>
 #include <unistd.h>
 
-using namespace stbhost;
+using namespace stbanalytics::delivery;
 
 /// What the two clocks show that the spool looks at.
 static qint64 wallTime = 1'700'000'000;

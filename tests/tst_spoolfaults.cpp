@@ -13,7 +13,7 @@
 #include <sys/syscall.h>
 #include <unistd.h>
 
-using namespace stbhost;
+using namespace stbanalytics::delivery;
 
 /// What changes the folder of a spool for good, in its order, such as "rename spool.db.new spool.db".
 static QList<QByteArray> changes;

@@ -7,6 +7,8 @@
 
 namespace stbhost {
 
+using namespace stbanalytics::delivery;
+
 namespace {
 
 /// A URL as it may be shown and logged. What cannot be read as a URL may hold a password all the same.

@@ -1,6 +1,6 @@
 #pragma once
 
-#include <stbhost/delivery/deliverysender.h>
+#include <delivery/deliverysender.h>
 
 #include <QtCore/QStringList>
 
@@ -8,6 +8,8 @@
 #include <optional>
 
 namespace stbhost {
+
+using stbanalytics::delivery::DeliveryOptions;
 
 /// What the command line asks for.
 struct Options

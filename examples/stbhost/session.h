@@ -1,6 +1,6 @@
 #pragma once
 
-#include <stbhost/delivery/deliverysender.h>
+#include <delivery/deliverysender.h>
 #include <stbhost/options.h>
 
 #include <QtCore/QString>
@@ -9,6 +9,9 @@
 #include <functional>
 
 namespace stbhost {
+
+using stbanalytics::delivery::DeliverySender;
+using stbanalytics::delivery::DeliveryState;
 
 class Console;
 class Host;

@@ -11,7 +11,7 @@ QT_BEGIN_NAMESPACE
 class QNetworkReply;
 QT_END_NAMESPACE
 
-namespace stbhost {
+namespace stbanalytics::delivery {
 
 /// What became of a request.
 struct Answer
@@ -61,4 +61,4 @@ private:
     QNetworkAccessManager m_network;
 };
 
-} // namespace stbhost
+} // namespace stbanalytics::delivery

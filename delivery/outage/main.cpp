@@ -1,7 +1,7 @@
 // A million boxes whose collector is away for a while, under several policies: prints the assumptions and then what
 // arrives at the collector in each second, as JSON, one policy a line. scripts/outage makes a plot and a table of it.
 
-#include <stbhost/delivery/backoff.h>
+#include <delivery/backoff_p.h>
 
 #include <algorithm>
 #include <cstdlib>
@@ -12,7 +12,7 @@
 namespace {
 
 using namespace std::chrono_literals;
-using stbhost::Backoff;
+using stbanalytics::delivery::Backoff;
 using Time = Backoff::Duration; // Counted from the moment at which the collector, or the power, is there again.
 
 constexpr std::int64_t boxes = 1'000'000;

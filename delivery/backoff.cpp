@@ -1,8 +1,8 @@
-#include <stbhost/delivery/backoff.h>
+#include <delivery/backoff_p.h>
 
 #include <algorithm>
 
-namespace stbhost {
+namespace stbanalytics::delivery {
 
 Backoff::Backoff(Limits limits, std::uint64_t seed)
     : m_limits(limits)
@@ -33,4 +33,4 @@ Backoff::Duration Backoff::upTo(Duration bound)
     return Duration(std::uniform_int_distribution<Duration::rep>(0, bound.count())(m_random));
 }
 
-} // namespace stbhost
+} // namespace stbanalytics::delivery

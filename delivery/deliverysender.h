@@ -1,8 +1,8 @@
 #pragma once
 
-#include <stbhost/delivery/backoff.h>
-#include <stbhost/delivery/collectorlink.h>
-#include <stbhost/delivery/spool.h>
+#include <delivery/backoff_p.h>
+#include <delivery/collectorlink_p.h>
+#include <delivery/spool_p.h>
 
 #include <analytics/ipackagesender.h>
 
@@ -12,9 +12,9 @@
 #include <memory>
 #include <optional>
 
-namespace stbhost {
+namespace stbanalytics::delivery {
 
-class Delivery;
+class DeliveryWorker;
 
 /**
  * @brief How packages are to be delivered.
@@ -87,7 +87,7 @@ public:
     void stop();
 
 private:
-    friend class Delivery;
+    friend class DeliveryWorker;
 
     struct Queued
     {
@@ -96,7 +96,7 @@ private:
     };
 
     DeliveryOptions const m_options;
-    std::unique_ptr<Delivery> m_delivery;
+    std::unique_ptr<DeliveryWorker> m_delivery;
     QThread m_thread;
 
     mutable QMutex m_mutex; // For all that follows.
@@ -107,4 +107,4 @@ private:
     DeliveryState m_state;
 };
 
-} // namespace stbhost
+} // namespace stbanalytics::delivery

@@ -1,6 +1,6 @@
-#include <stbhost/delivery/database.h>
+#include <delivery/database_p.h>
 
-namespace stbhost {
+namespace stbanalytics::delivery {
 
 bool Database::open(QString const &path)
 {
@@ -119,4 +119,4 @@ QByteArray Statement::bytes(int column) const
     return {data, sqlite3_column_bytes(m_statement.get(), column)};
 }
 
-} // namespace stbhost
+} // namespace stbanalytics::delivery

@@ -4,7 +4,7 @@
 #include <cstdint>
 #include <random>
 
-namespace stbhost {
+namespace stbanalytics::delivery {
 
 /**
  * @brief When a box may try again.
@@ -46,4 +46,4 @@ private:
     std::mt19937_64 m_random;
 };
 
-} // namespace stbhost
+} // namespace stbanalytics::delivery

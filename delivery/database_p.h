@@ -7,7 +7,7 @@
 
 #include <memory>
 
-namespace stbhost {
+namespace stbanalytics::delivery {
 
 /// An SQLite connection, as much of it as the spool needs. Nothing throws; what failed is told by error().
 class Database
@@ -79,4 +79,4 @@ private:
     int m_result = SQLITE_CANTOPEN;
 };
 
-} // namespace stbhost
+} // namespace stbanalytics::delivery

@@ -1,4 +1,4 @@
-#include <stbhost/delivery/collectorlink.h>
+#include <delivery/collectorlink_p.h>
 
 #include <QtCore/QDateTime>
 #include <QtCore/QFile>
@@ -13,7 +13,7 @@
 
 #include <algorithm>
 
-namespace stbhost {
+namespace stbanalytics::delivery {
 
 using namespace std::chrono_literals;
 
@@ -165,4 +165,4 @@ Answer CollectorLink::answerOf(QNetworkReply &reply) const
     return answer;
 }
 
-} // namespace stbhost
+} // namespace stbanalytics::delivery

@@ -1,19 +1,19 @@
 #pragma once
 
-#include <stbhost/delivery/deliverysender.h>
+#include <delivery/deliverysender.h>
 
 #include <QtCore/QObject>
 #include <QtCore/QTimer>
 
-namespace stbhost {
+namespace stbanalytics::delivery {
 
 /// The sender's other half: what happens on its thread.
-class Delivery : public QObject
+class DeliveryWorker : public QObject
 {
     Q_OBJECT
 
 public:
-    Delivery(DeliveryOptions const &options, DeliverySender &sender);
+    DeliveryWorker(DeliveryOptions const &options, DeliverySender &sender);
 
     /// Opens the spool, before there is a thread. Returns why it cannot; an empty string when it does.
     QString open();
@@ -50,4 +50,4 @@ private:
     bool m_isSaveDue = false;
 };
 
-} // namespace stbhost
+} // namespace stbanalytics::delivery

@@ -2,7 +2,7 @@
 
 #include <QtCore/QtGlobal>
 
-namespace stbhost {
+namespace stbanalytics::delivery {
 
 /**
  * @brief A clock that only goes forward, in seconds; what the age of a package is told by.
@@ -32,4 +32,4 @@ private:
     qint64 m_offset;
 };
 
-} // namespace stbhost
+} // namespace stbanalytics::delivery

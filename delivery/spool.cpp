@@ -1,4 +1,4 @@
-#include <stbhost/delivery/spool.h>
+#include <delivery/spool_p.h>
 
 #include <QtCore/QDir>
 #include <QtCore/QFile>
@@ -16,7 +16,7 @@
 #include <sys/file.h>
 #include <unistd.h>
 
-namespace stbhost {
+namespace stbanalytics::delivery {
 
 /// What a package takes besides its body: key, numbers, its place in the index.
 static constexpr qint64 rowBytes = 200;
@@ -729,4 +729,4 @@ bool Spool::rescue()
     return openRescued();
 }
 
-} // namespace stbhost
+} // namespace stbanalytics::delivery

@@ -1,4 +1,4 @@
-#include <stbhost/delivery/delivery.h>
+#include <delivery/deliveryworker_p.h>
 
 #include <QtCore/QRandomGenerator>
 
@@ -6,7 +6,7 @@
 #include <numeric>
 #include <utility>
 
-namespace stbhost {
+namespace stbanalytics::delivery {
 
 using namespace std::chrono_literals;
 
@@ -34,7 +34,7 @@ static qint64 bytesOf(QList<Package> const &packages)
                            [](qint64 sum, Package const &package) { return sum + package.body.size(); });
 }
 
-Delivery::Delivery(DeliveryOptions const &options, DeliverySender &sender)
+DeliveryWorker::DeliveryWorker(DeliveryOptions const &options, DeliverySender &sender)
     : m_options(options)
     , m_sender(sender)
     , m_spool(options.spool)
@@ -44,7 +44,7 @@ Delivery::Delivery(DeliveryOptions const &options, DeliverySender &sender)
     , m_batchBytes(options.batchBytes)
 {
     m_attemptTimer.setSingleShot(true);
-    connect(&m_attemptTimer, &QTimer::timeout, this, &Delivery::attempt);
+    connect(&m_attemptTimer, &QTimer::timeout, this, &DeliveryWorker::attempt);
     connect(&m_saveTimer, &QTimer::timeout, this, [this] {
         m_isSaveDue = true;
         save();
@@ -53,14 +53,14 @@ Delivery::Delivery(DeliveryOptions const &options, DeliverySender &sender)
     });
 }
 
-QString Delivery::open()
+QString DeliveryWorker::open()
 {
     QString problem = m_spool.open(m_options.folder);
     publish();
     return problem;
 }
 
-void Delivery::begin()
+void DeliveryWorker::begin()
 {
     m_link = std::make_unique<CollectorLink>(m_options.link);
     m_saveTimer.start(saveInterval);
@@ -68,7 +68,7 @@ void Delivery::begin()
     takeIn();
 }
 
-void Delivery::end()
+void DeliveryWorker::end()
 {
     m_link.reset();
     m_attemptTimer.stop();
@@ -77,7 +77,7 @@ void Delivery::end()
     takeIn();
 }
 
-void Delivery::takeIn()
+void DeliveryWorker::takeIn()
 {
     qint64 dropped = 0;
     {
@@ -98,7 +98,7 @@ void Delivery::takeIn()
     publish();
 }
 
-void Delivery::save()
+void DeliveryWorker::save()
 {
     // A disk that has just failed is not asked again for each package.
     if (!m_saveProblem.isEmpty() && !std::exchange(m_isSaveDue, false)) {
@@ -124,7 +124,7 @@ void Delivery::save()
 }
 
 /// Sends what comes next, unless a request is under way or it is not time yet.
-void Delivery::attempt()
+void DeliveryWorker::attempt()
 {
     if (m_isSending || m_attemptTimer.isActive() || !m_state.misconfiguration.isEmpty() || !m_link)
         return;
@@ -138,7 +138,7 @@ void Delivery::attempt()
     publish();
 }
 
-void Delivery::attemptAfter(Backoff::Duration wait)
+void DeliveryWorker::attemptAfter(Backoff::Duration wait)
 {
     // A timer counts in an int.
     wait = std::min<Backoff::Duration>(wait, 24h * 24);
@@ -146,7 +146,7 @@ void Delivery::attemptAfter(Backoff::Duration wait)
     m_state.nextAttempt = std::chrono::steady_clock::now() + wait;
 }
 
-void Delivery::conclude(Answer const &answer)
+void DeliveryWorker::conclude(Answer const &answer)
 {
     QList<Package> const packages = m_spool.taken();
     bool const isBatch = packages.size() > 1;
@@ -199,14 +199,14 @@ void Delivery::conclude(Answer const &answer)
     attempt();
 }
 
-void Delivery::tell(QString const &line) const
+void DeliveryWorker::tell(QString const &line) const
 {
     if (m_options.notice)
         m_options.notice(line);
 }
 
 /// Tells the sender how far it has come.
-void Delivery::publish()
+void DeliveryWorker::publish()
 {
     m_state.pending = m_spool.pending();
     m_state.unsaved = static_cast<qint64>(m_spool.unsaved().size());
@@ -216,4 +216,4 @@ void Delivery::publish()
     m_sender.m_state = m_state;
 }
 
-} // namespace stbhost
+} // namespace stbanalytics::delivery

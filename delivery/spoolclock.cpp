@@ -1,10 +1,10 @@
-#include <stbhost/delivery/spoolclock.h>
+#include <delivery/spoolclock_p.h>
 
 #include <algorithm>
 
 #include <ctime>
 
-namespace stbhost {
+namespace stbanalytics::delivery {
 
 /// No box runs this software before 2020-01-01: such a clock has not been set.
 static constexpr qint64 earliestWallTime = 1577836800;
@@ -44,4 +44,4 @@ qint64 SpoolClock::sinceBoot()
     return read(CLOCK_BOOTTIME);
 }
 
-} // namespace stbhost
+} // namespace stbanalytics::delivery

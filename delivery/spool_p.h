@@ -1,7 +1,7 @@
 #pragma once
 
-#include <stbhost/delivery/database.h>
-#include <stbhost/delivery/spoolclock.h>
+#include <delivery/database_p.h>
+#include <delivery/spoolclock_p.h>
 
 #include <QtCore/QList>
 #include <QtCore/QString>
@@ -13,7 +13,7 @@
 #include <set>
 #include <vector>
 
-namespace stbhost {
+namespace stbanalytics::delivery {
 
 /// A package on its way to the collector.
 struct Package
@@ -194,4 +194,4 @@ private:
     QString m_notice;
 };
 
-} // namespace stbhost
+} // namespace stbanalytics::delivery

@@ -1,14 +1,14 @@
-#include <stbhost/delivery/deliverysender.h>
+#include <delivery/deliverysender.h>
 
-#include <stbhost/delivery/delivery.h>
+#include <delivery/deliveryworker_p.h>
 
 #include <algorithm>
 
-namespace stbhost {
+namespace stbanalytics::delivery {
 
 DeliverySender::DeliverySender(DeliveryOptions options)
     : m_options(std::move(options))
-    , m_delivery(std::make_unique<Delivery>(m_options, *this))
+    , m_delivery(std::make_unique<DeliveryWorker>(m_options, *this))
 {
 }
 
@@ -22,8 +22,8 @@ QString DeliverySender::start()
     QString problem = m_delivery->open();
     if (problem.isEmpty()) {
         m_delivery->moveToThread(&m_thread);
-        QObject::connect(&m_thread, &QThread::started, m_delivery.get(), &Delivery::begin);
-        QObject::connect(&m_thread, &QThread::finished, m_delivery.get(), &Delivery::end, Qt::DirectConnection);
+        QObject::connect(&m_thread, &QThread::started, m_delivery.get(), &DeliveryWorker::begin);
+        QObject::connect(&m_thread, &QThread::finished, m_delivery.get(), &DeliveryWorker::end, Qt::DirectConnection);
         m_thread.start();
     }
     return problem;
@@ -74,4 +74,4 @@ void DeliverySender::stop()
     QMutexLocker const locker(&m_mutex);
 }
 
-} // namespace stbhost
+} // namespace stbanalytics::delivery
