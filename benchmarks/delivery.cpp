@@ -102,7 +102,7 @@ void measureCommit()
 
 void measurePost(QUrl const &url)
 {
-    CollectorLink::Options options;
+    LinkOptions options;
     options.url = url;
     CollectorLink link(options);
     int number = 0;

@@ -4,7 +4,7 @@
 
 namespace stbanalytics::delivery {
 
-Backoff::Backoff(Limits limits, std::uint64_t seed)
+Backoff::Backoff(BackoffLimits limits, std::uint64_t seed)
     : m_limits(limits)
     , m_bound(std::min(limits.first, limits.most))
     , m_random(seed)

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <delivery/deliveryoptions.h>
+
 #include <chrono>
 #include <cstdint>
 #include <random>
@@ -18,15 +20,8 @@ class Backoff
 public:
     using Duration = std::chrono::milliseconds;
 
-    struct Limits
-    {
-        Duration first = std::chrono::seconds(5); ///< The longest wait after one failure.
-        Duration most = std::chrono::minutes(15); ///< The longest wait after any number of failures.
-        Duration spread = std::chrono::minutes(1); ///< The longest wait where all boxes would come in one second.
-    };
-
     /// Boxes are to have different seeds: those with the same one come back together.
-    Backoff(Limits limits, std::uint64_t seed);
+    Backoff(BackoffLimits limits, std::uint64_t seed);
 
     /// The wait before the first attempt: a power cut ends for a whole town at once.
     Duration afterStart();
@@ -41,7 +36,7 @@ public:
 private:
     Duration upTo(Duration bound);
 
-    Limits m_limits;
+    BackoffLimits m_limits;
     Duration m_bound;
     std::mt19937_64 m_random;
 };

@@ -62,7 +62,7 @@ static std::chrono::milliseconds retryAfter(QNetworkReply const &reply)
     return std::chrono::seconds(std::clamp<qint64>(seconds, 0, longestRetryAfter.count()));
 }
 
-QString CollectorLink::problemOf(Options const &options)
+QString problemOf(LinkOptions const &options)
 {
     QUrl const &url = options.url;
     bool const isSecure = url.scheme() == QLatin1String("https");
@@ -79,7 +79,7 @@ QString CollectorLink::problemOf(Options const &options)
     return {};
 }
 
-CollectorLink::CollectorLink(Options const &options)
+CollectorLink::CollectorLink(LinkOptions const &options)
     : m_options(options)
     , m_request(options.url)
 {

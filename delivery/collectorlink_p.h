@@ -1,6 +1,7 @@
 #pragma once
 
-#include <QtCore/QUrl>
+#include <delivery/deliveryoptions.h>
+
 #include <QtNetwork/QNetworkAccessManager>
 #include <QtNetwork/QSslError>
 
@@ -35,18 +36,7 @@ struct Answer
 class CollectorLink
 {
 public:
-    struct Options
-    {
-        QUrl url; ///< With http or https, and a host.
-        QString caFile; ///< Certificates in PEM to be trusted besides the system's; may be empty.
-        bool isCompressed = false; ///< Whether requests are sent in gzip's form.
-        std::chrono::milliseconds timeout = std::chrono::seconds(30); ///< Without any progress.
-    };
-
-    /// Returns what is wrong with the options; an empty string when nothing is.
-    static QString problemOf(Options const &options);
-
-    explicit CollectorLink(Options const &options);
+    explicit CollectorLink(LinkOptions const &options);
 
     /// Sends a request. `answered`, which has to be set, is called once, later, by the event loop; it is not called
     /// when the link goes away before.
@@ -55,7 +45,7 @@ public:
 private:
     Answer answerOf(QNetworkReply &reply) const;
 
-    Options m_options;
+    LinkOptions m_options;
     QNetworkRequest m_request;
     QList<QSslError> m_sslErrors;
     QNetworkAccessManager m_network;

@@ -34,9 +34,9 @@ static qint64 bytesOf(QList<Package> const &packages)
                            [](qint64 sum, Package const &package) { return sum + package.body.size(); });
 }
 
-DeliveryWorker::DeliveryWorker(DeliveryOptions const &options, DeliverySender &sender)
+DeliveryWorker::DeliveryWorker(DeliveryOptions const &options, PackageQueue &queue)
     : m_options(options)
-    , m_sender(sender)
+    , m_queue(queue)
     , m_spool(options.spool)
     , m_backoff(options.backoff, QRandomGenerator::system()->generate64())
     , m_attemptTimer(this)
@@ -65,7 +65,7 @@ void DeliveryWorker::begin()
     m_link = std::make_unique<CollectorLink>(m_options.link);
     m_saveTimer.start(saveInterval);
     attemptAfter(m_backoff.afterStart());
-    takeIn();
+    drainQueue();
 }
 
 void DeliveryWorker::end()
@@ -74,25 +74,15 @@ void DeliveryWorker::end()
     m_attemptTimer.stop();
     m_saveTimer.stop();
     m_saveProblem.clear();
-    takeIn();
+    drainQueue();
 }
 
-void DeliveryWorker::takeIn()
+void DeliveryWorker::drainQueue()
 {
-    qint64 dropped = 0;
-    {
-        QMutexLocker const locker(&m_sender.m_mutex);
-        m_queue.swap(m_sender.m_queue);
-        m_sender.m_queuedBytes = 0;
-        dropped = std::exchange(m_sender.m_dropped, 0);
-        // Until they are published, too, they are pending: a host is not to stop as if there were nothing.
-        m_sender.m_state.pending += static_cast<qint64>(m_queue.size());
-        m_sender.m_state.unsaved += static_cast<qint64>(m_queue.size());
-    }
-    m_spool.countDropped(dropped);
-    for (DeliverySender::Queued const &queued : m_queue)
+    m_spool.countDropped(m_queue.drain(m_drained));
+    for (PackageQueue::Queued const &queued : m_drained)
         m_spool.add(queued.package, queued.isHigh);
-    m_queue.clear();
+    m_drained.clear();
     save();
     attempt();
     publish();
@@ -133,7 +123,7 @@ void DeliveryWorker::attempt()
     QList<Package> const &packages = m_spool.take(m_batchBytes, m_oneByOne > 0 ? 1 : batchCount);
     if (!packages.isEmpty()) {
         m_isSending = true;
-        m_link->post(requestOf(packages), [this](Answer const &answer) { conclude(answer); });
+        m_link->post(requestOf(packages), [this](Answer const &answer) { handleAnswer(answer); });
     }
     publish();
 }
@@ -146,7 +136,7 @@ void DeliveryWorker::attemptAfter(Backoff::Duration wait)
     m_state.nextAttempt = std::chrono::steady_clock::now() + wait;
 }
 
-void DeliveryWorker::conclude(Answer const &answer)
+void DeliveryWorker::handleAnswer(Answer const &answer)
 {
     QList<Package> const packages = m_spool.taken();
     bool const isBatch = packages.size() > 1;
@@ -212,8 +202,7 @@ void DeliveryWorker::publish()
     m_state.unsaved = static_cast<qint64>(m_spool.unsaved().size());
     m_state.refused = m_spool.refusedCount();
     m_state.losses = m_spool.losses();
-    QMutexLocker const locker(&m_sender.m_mutex);
-    m_sender.m_state = m_state;
+    m_queue.publish(m_state);
 }
 
 } // namespace stbanalytics::delivery

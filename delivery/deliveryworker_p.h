@@ -1,19 +1,25 @@
 #pragma once
 
-#include <delivery/deliverysender.h>
+#include <delivery/backoff_p.h>
+#include <delivery/collectorlink_p.h>
+#include <delivery/packagequeue_p.h>
+#include <delivery/spool_p.h>
 
 #include <QtCore/QObject>
 #include <QtCore/QTimer>
 
+#include <memory>
+#include <vector>
+
 namespace stbanalytics::delivery {
 
-/// The sender's other half: what happens on its thread.
+/// What DeliverySender does on its thread: the queue into the spool, the spool to the collector.
 class DeliveryWorker : public QObject
 {
     Q_OBJECT
 
 public:
-    DeliveryWorker(DeliveryOptions const &options, DeliverySender &sender);
+    DeliveryWorker(DeliveryOptions const &options, PackageQueue &queue);
 
     /// Opens the spool, before there is a thread. Returns why it cannot; an empty string when it does.
     QString open();
@@ -23,24 +29,24 @@ public Q_SLOTS:
     void end();
 
     /// Moves what is queued to the spool.
-    void takeIn();
+    void drainQueue();
 
 private:
     void save();
     void attempt();
     void attemptAfter(Backoff::Duration wait);
-    void conclude(Answer const &answer);
+    void handleAnswer(Answer const &answer);
     void tell(QString const &line) const;
     void publish();
 
     DeliveryOptions const &m_options;
-    DeliverySender &m_sender;
+    PackageQueue &m_queue;
     Spool m_spool;
     Backoff m_backoff;
     std::unique_ptr<CollectorLink> m_link;
     QTimer m_attemptTimer;
     QTimer m_saveTimer;
-    std::vector<DeliverySender::Queued> m_queue;
+    std::vector<PackageQueue::Queued> m_drained; ///< Empty but in drainQueue(); keeps its capacity.
 
     bool m_isSending = false;
     qint64 m_batchBytes; ///< Shrinks when the collector finds a batch too large.

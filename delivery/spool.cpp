@@ -179,7 +179,7 @@ static bool moveDatabase(QString const &from, QString const &to)
     return moveFile(from, to) && (!QFile::exists(walOf(from)) || moveFile(walOf(from), walOf(to)));
 }
 
-Spool::Spool(Limits limits)
+Spool::Spool(SpoolLimits limits)
     : m_limits(limits)
 {
 }

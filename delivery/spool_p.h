@@ -1,6 +1,7 @@
 #pragma once
 
 #include <delivery/database_p.h>
+#include <delivery/deliveryoptions.h>
 #include <delivery/spoolclock_p.h>
 
 #include <QtCore/QList>
@@ -25,17 +26,6 @@ struct Package
     qint64 created = 0; ///< When it came, by the spool's own clock, in seconds.
 };
 
-/// Packages that will not reach the collector, since the spool was made.
-struct Losses
-{
-    qint64 quota = 0; ///< Dropped to make room.
-    qint64 age = 0; ///< Dropped because they were too old.
-    qint64 damage = 0; ///< Could not be read back.
-    qint64 refused = 0; ///< Refused by the collector, and set aside; not in the total.
-
-    qint64 total() const { return quota + age + damage; }
-};
-
 /**
  * @brief Keeps packages on the disk until the collector has them; power may fail at any moment.
  *
@@ -49,16 +39,10 @@ struct Losses
 class Spool
 {
 public:
-    struct Limits
-    {
-        qint64 bytes = 20'000'000; ///< All packages, each with 200 bytes for its row. The file is up to half larger.
-        std::chrono::seconds age = std::chrono::hours(24 * 7); ///< Counted while the box was off, too.
-    };
-
     /// What packages may take in memory while the disk takes none, in bytes, each with 200.
     static constexpr qint64 memoryLimit = 4'000'000;
 
-    explicit Spool(Limits limits);
+    explicit Spool(SpoolLimits limits);
     Spool(Spool const &) = delete;
     Spool &operator=(Spool const &) = delete;
     ~Spool();
@@ -173,7 +157,7 @@ private:
     bool takeStored(Class wanted, qint64 bytes, int count);
     void takeUnsaved(Class wanted, qint64 bytes, int count);
 
-    Limits m_limits;
+    SpoolLimits m_limits;
     int m_folder = -1;
     QString m_path;
     Database m_database;

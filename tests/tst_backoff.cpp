@@ -12,11 +12,11 @@ using namespace std::chrono_literals;
 /// So many boxes, each with a seed of its own.
 static constexpr int fleet = 2000;
 
-static constexpr Backoff::Limits limits{1s, 900s, 60s};
+static constexpr BackoffLimits limits{1s, 900s, 60s};
 
 /// What the boxes of a fleet wait, in milliseconds, after so many failures before; wait(backoff) asks one of them.
 template <typename Wait>
-static std::vector<qint64> waitsOfFleet(Backoff::Limits const &theirs, int failuresBefore, Wait wait)
+static std::vector<qint64> waitsOfFleet(BackoffLimits const &theirs, int failuresBefore, Wait wait)
 {
     std::vector<qint64> waits;
     for (std::uint64_t seed = 0; seed < fleet; ++seed) {

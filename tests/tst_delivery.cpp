@@ -1,6 +1,7 @@
 #include "patience.h"
 #include "spoolsupport.h"
 
+#include <delivery/deliverysender.h>
 #include <delivery/deliveryworker_p.h>
 
 #include <QtCore/QDeadlineTimer>
@@ -204,7 +205,7 @@ Answer posted(CollectorLink &link, QByteArray const &json = "{}")
     return *result;
 }
 
-Answer posted(CollectorLink::Options const &options, QByteArray const &json = "{}")
+Answer posted(LinkOptions const &options, QByteArray const &json = "{}")
 {
     CollectorLink link(options);
     return posted(link, json);
@@ -299,28 +300,26 @@ public:
     DeliverySender sender;
 };
 
-/// The sender's other half, on the test's own thread. Its timers go off by hand. A test that sends does not run the
-/// event loop: the sender would have its own half, which has no spool, take the package.
+/// The delivery's worker, on the test's own thread. Its timers go off by hand.
 class DeliveryByHand
 {
 public:
     explicit DeliveryByHand(DeliveryOptions const &options)
         : m_options(options)
-        , m_sender(m_options)
-        , m_delivery(m_options, m_sender)
+        , m_worker(m_options, m_queue)
     {
-        if (!m_delivery.open().isEmpty())
+        if (!m_worker.open().isEmpty())
             qFatal("no spool");
-        m_delivery.begin();
+        m_worker.begin();
         timer(false).stop();
     }
 
-    DeliveryState state() const { return m_sender.state(); }
+    DeliveryState state() const { return m_queue.state(); }
 
     void send(QByteArray const &package, bool isHigh)
     {
-        m_sender.send(package, isHigh);
-        m_delivery.takeIn();
+        m_queue.push(package, isHigh);
+        m_worker.drainQueue();
     }
 
     /// How long the next attempt is to wait.
@@ -335,7 +334,7 @@ public:
 private:
     QTimer &timer(bool isSingleShot) const
     {
-        QList<QTimer *> const timers = m_delivery.findChildren<QTimer *>();
+        QList<QTimer *> const timers = m_worker.findChildren<QTimer *>();
         auto const it = std::find_if(timers.begin(), timers.end(),
                                      [&](QTimer const *timer) { return timer->isSingleShot() == isSingleShot; });
         if (it == timers.end())
@@ -350,8 +349,8 @@ private:
     }
 
     DeliveryOptions const m_options;
-    DeliverySender m_sender;
-    DeliveryWorker m_delivery;
+    PackageQueue m_queue;
+    DeliveryWorker m_worker;
 };
 
 /// Counts the replies of Qt Network that are deleted on this thread.
@@ -573,10 +572,10 @@ void tst_Delivery::problems()
 
     if (url.startsWith(QLatin1String("https")) && !QSslSocket::supportsSsl())
         QSKIP("this Qt has no TLS");
-    CollectorLink::Options options;
+    LinkOptions options;
     options.url = QUrl(url, QUrl::StrictMode);
     options.caFile = caFile;
-    QCOMPARE(CollectorLink::problemOf(options), problem);
+    QCOMPARE(problemOf(options), problem);
 }
 
 static QByteArray inflated(QByteArray const &gzip)
@@ -614,7 +613,7 @@ void tst_Delivery::request()
     QFETCH(QByteArray, json);
 
     Peer peer(accept);
-    CollectorLink::Options options;
+    LinkOptions options;
     options.url = peer.url();
     options.isCompressed = isCompressed;
     QCOMPARE(posted(options, json).kind, Answer::Delivered);
@@ -717,7 +716,7 @@ void tst_Delivery::answers()
     QFETCH(int, retryAfter);
 
     Peer peer([&](Request const &) { return Reply{bytes}; });
-    CollectorLink::Options options;
+    LinkOptions options;
     options.url = peer.url();
     Answer const answer = posted(options);
     QCOMPARE(answer.kind, kind);
@@ -758,7 +757,7 @@ void tst_Delivery::noAnswer()
     QFETCH(bool, closes);
 
     Peer peer([&](Request const &) { return Reply{bytes, closes}; });
-    CollectorLink::Options options;
+    LinkOptions options;
     options.url = peer.url();
     options.timeout = closes ? 1h : 1ms;
     Answer const answer = posted(options);
@@ -770,7 +769,7 @@ void tst_Delivery::noAnswer()
 
 void tst_Delivery::nobodyThere()
 {
-    CollectorLink::Options options;
+    LinkOptions options;
     options.url = Peer(accept).url();
     QCOMPARE(posted(options).kind, Answer::Unavailable);
 
@@ -787,7 +786,7 @@ void tst_Delivery::nobodyThere()
 void tst_Delivery::repliesAreDeleted()
 {
     Peer peer(accept);
-    CollectorLink::Options options;
+    LinkOptions options;
     options.url = peer.url();
     DeletedReplies deleted;
     CollectorLink link(options);
@@ -804,7 +803,7 @@ void tst_Delivery::certificateThatWasWrong()
         QSKIP("this Qt has no TLS");
     SystemCertificates const certificates("authority.pem");
     auto peer = std::make_unique<Peer>(accept, "elsewhere.pem");
-    CollectorLink::Options options;
+    LinkOptions options;
     options.url = peer->url();
     CollectorLink link(options);
     QCOMPARE(posted(link).kind, Answer::Misconfigured);
@@ -849,11 +848,11 @@ void tst_Delivery::certificates()
         QSKIP("this Qt has no TLS");
     SystemCertificates const certificates(system.constData());
     Peer peer(accept, certificate.constData());
-    CollectorLink::Options options;
+    LinkOptions options;
     options.url = peer.url();
     if (!caFile.isEmpty())
         options.caFile = tlsFile(caFile.constData());
-    QCOMPARE(CollectorLink::problemOf(options), QString());
+    QCOMPARE(problemOf(options), QString());
     Answer const answer = posted(options);
     QCOMPARE(answer.kind, kind);
     QCOMPARE(answer.reason.isEmpty(), kind == Answer::Delivered);

@@ -174,7 +174,7 @@ void tst_Spool::order()
     QFETCH(QByteArray, unsaved);
     QFETCH(bool, isReopened);
 
-    auto spool = std::make_unique<Spool>(Spool::Limits());
+    auto spool = std::make_unique<Spool>(SpoolLimits());
     QCOMPARE(spool->open(folder()), QString());
     QCOMPARE(spool->pending(), 0);
     QVERIFY(spool->take(everything, everything).isEmpty());
@@ -185,7 +185,7 @@ void tst_Spool::order()
         addWords(*spool, unsaved);
     if (isReopened) {
         spool.reset();
-        spool = std::make_unique<Spool>(Spool::Limits());
+        spool = std::make_unique<Spool>(SpoolLimits());
         QCOMPARE(spool->open(folder()), QString());
     }
 
@@ -598,7 +598,7 @@ void tst_Spool::ageWhileOff()
     QFETCH(qint64, off);
     QFETCH(int, lost);
 
-    Spool::Limits const limits{20'000'000, std::chrono::seconds(100)};
+    SpoolLimits const limits{20'000'000, std::chrono::seconds(100)};
     {
         Spool spool(limits);
         QCOMPARE(spool.open(folder()), QString());
@@ -690,7 +690,7 @@ void tst_Spool::clockGoesOn()
 void tst_Spool::oneHostPerFolder()
 {
     QString const nested = folder() + QLatin1String("/var/spool");
-    auto first = std::make_unique<Spool>(Spool::Limits());
+    auto first = std::make_unique<Spool>(SpoolLimits());
     QCOMPARE(first->open(nested), QString());
     addWords(*first, "n1");
     QVERIFY(first->save());
@@ -749,7 +749,7 @@ private:
 void tst_Spool::diskFull()
 {
     QByteArray const large(200'000, 'x');
-    auto spool = std::make_unique<Spool>(Spool::Limits());
+    auto spool = std::make_unique<Spool>(SpoolLimits());
     QCOMPARE(spool->open(folder()), QString());
     addWords(*spool, "n1 n2");
     QVERIFY(spool->save());
@@ -781,7 +781,7 @@ void tst_Spool::diskFull()
     QCOMPARE(spool->pending(), 3);
 
     spool.reset();
-    spool = std::make_unique<Spool>(Spool::Limits());
+    spool = std::make_unique<Spool>(SpoolLimits());
     QCOMPARE(spool->open(folder()), QString());
     QList<Package> const packages = delivered(*spool);
     QCOMPARE(packages.size(), 3);
@@ -1169,7 +1169,7 @@ void tst_Spool::goesOn(std::unique_ptr<Spool> spool) const
     QCOMPARE(spool->pending(), 2);
 
     spool.reset();
-    spool = std::make_unique<Spool>(Spool::Limits());
+    spool = std::make_unique<Spool>(SpoolLimits());
     QCOMPARE(spool->open(folder()), QString());
     QCOMPARE(spool->takeNotice(), QString());
     QCOMPARE(spool->losses().damage, lost);
@@ -1216,7 +1216,7 @@ void tst_Spool::brokenPage()
         }
 
         QByteArray const where = "page " + QByteArray::number(page);
-        auto spool = std::make_unique<Spool>(Spool::Limits());
+        auto spool = std::make_unique<Spool>(SpoolLimits());
         QCOMPARE(spool->open(folder()), QString());
         QString notice = spool->takeNotice();
         QList<Package> const packages = delivered(*spool);
@@ -1279,7 +1279,7 @@ void tst_Spool::brokenPages()
         broken.database.replace(page * pageSize, pageSize, QByteArray(pageSize, '?'));
     int const lost = rowsOn(first, sound) + rowsOn(last, sound);
     keep(broken);
-    auto spool = std::make_unique<Spool>(Spool::Limits());
+    auto spool = std::make_unique<Spool>(SpoolLimits());
     QCOMPARE(spool->open(folder()), QString());
     QCOMPARE(spool->takeNotice(), noticeOf(3000 - lost, lost));
     QCOMPARE(delivered(*spool).size(), 3000 - lost);
@@ -1291,7 +1291,7 @@ void tst_Spool::brokenPages()
         broken.database.replace(page * pageSize, pageSize, QByteArray(pageSize, '?'));
     broken.database.replace(first * pageSize, pageSize, QByteArray(pageSize, '?'));
     keep(broken);
-    spool = std::make_unique<Spool>(Spool::Limits());
+    spool = std::make_unique<Spool>(SpoolLimits());
     QCOMPARE(spool->open(folder()), QString());
     QCOMPARE(delivered(*spool).size(), 3000 - rowsOn(first, sound));
     goesOn(std::move(spool));
@@ -1311,7 +1311,7 @@ void tst_Spool::indexWithoutEntry()
         CREATE INDEX waiting ON package (class, id) WHERE id < 3;
         PRAGMA writable_schema = ON;
         UPDATE sqlite_schema SET sql = 'CREATE INDEX waiting ON package (class, id)' WHERE name = 'waiting';)");
-    auto spool = std::make_unique<Spool>(Spool::Limits());
+    auto spool = std::make_unique<Spool>(SpoolLimits());
     QCOMPARE(spool->open(folder()), QString());
     addWords(*spool, "n4");
     QVERIFY(spool->save());
@@ -1362,7 +1362,7 @@ void tst_Spool::brokenIndex()
         breakPage(word == "count" ? count : image.database.indexOf(word + '.') / pageSize);
     writeImage(folder(), image);
 
-    auto spool = std::make_unique<Spool>(Spool::Limits());
+    auto spool = std::make_unique<Spool>(SpoolLimits());
     QCOMPARE(spool->open(folder()), QString());
     QCOMPARE(wordsOf(delivered(*spool)), left);
     QCOMPARE(spool->losses().damage, lost);
@@ -1391,7 +1391,7 @@ void tst_Spool::brokenFirstPages()
         for (qsizetype page : pages)
             broken.database.replace(page * pageSize, pageSize, QByteArray(pageSize, '?'));
         keep(broken);
-        auto spool = std::make_unique<Spool>(Spool::Limits());
+        auto spool = std::make_unique<Spool>(SpoolLimits());
         QCOMPARE(spool->open(folder()), QString());
         QCOMPARE(spool->takeNotice(), noticeOf(40, 0));
         QCOMPARE(wordsOf(delivered(*spool)), words);
@@ -1443,7 +1443,7 @@ void tst_Spool::changedLetter()
     changed.database[at] = changed.database.at(at) == '7' ? '8' : '7';
     keep(changed);
 
-    auto spool = std::make_unique<Spool>(Spool::Limits());
+    auto spool = std::make_unique<Spool>(SpoolLimits());
     QCOMPARE(spool->open(folder()), QString());
     QCOMPARE(spool->pending(), 60);
     QList<Package> const packages = delivered(*spool);
@@ -1509,7 +1509,7 @@ void tst_Spool::changedLetterOnAFullDisk()
     qsizetype const at = changed.database.indexOf(package.body);
     changed.database[at] = changed.database.at(at) == '7' ? '8' : '7';
     keep(changed);
-    auto spool = std::make_unique<Spool>(Spool::Limits());
+    auto spool = std::make_unique<Spool>(SpoolLimits());
     QCOMPARE(spool->open(folder()), QString());
     {
         // Half of a copy would do for half of the packages.
@@ -1555,7 +1555,7 @@ void tst_Spool::changedClass()
 
     for (bool isRefused : {false, true}) {
         keep(changed);
-        auto spool = std::make_unique<Spool>(Spool::Limits());
+        auto spool = std::make_unique<Spool>(SpoolLimits());
         QCOMPARE(spool->open(folder()), QString());
         QCOMPARE(spool->take(everything, 1).first().key, package.key);
         if (isRefused)
@@ -1592,7 +1592,7 @@ void tst_Spool::changedState()
 
     keep(originals().image);
     sql(databaseOf(folder()), change.isEmpty() ? "DELETE FROM state" : "UPDATE state SET " + change);
-    auto spool = std::make_unique<Spool>(Spool::Limits());
+    auto spool = std::make_unique<Spool>(SpoolLimits());
     QCOMPARE(spool->open(folder()), QString());
     QCOMPARE(spool->losses().total(), 0);
     QCOMPARE(spool->takeNotice(),
@@ -1614,7 +1614,7 @@ void tst_Spool::brokenWhileInUse()
     QFETCH(bool, isFoundByExpiry);
 
     // One package a page, and more pages than SQLite keeps in memory.
-    Spool::Limits const limits{20'000'000, std::chrono::seconds(100)};
+    SpoolLimits const limits{20'000'000, std::chrono::seconds(100)};
     std::mt19937 random(seed());
     QList<QByteArray> bodies;
     {
@@ -1675,7 +1675,7 @@ void tst_Spool::notASpool()
     QFETCH(QByteArray, bytes);
 
     keep({bytes, {}});
-    auto spool = std::make_unique<Spool>(Spool::Limits());
+    auto spool = std::make_unique<Spool>(SpoolLimits());
     QCOMPARE(spool->open(folder()), QString());
     QCOMPARE(spool->takeNotice(), noticeOf(0, 0));
     QCOMPARE(delivered(*spool).size(), 0);
@@ -1715,7 +1715,7 @@ void tst_Spool::interruptedRescue()
     write(damagedOf(folder()), damaged);
     write(databaseOf(folder()) + QLatin1String(".scan"), "what was read of it");
 
-    auto spool = std::make_unique<Spool>(Spool::Limits());
+    auto spool = std::make_unique<Spool>(SpoolLimits());
     QCOMPARE(spool->open(folder()), QString());
     QCOMPARE(spool->pending(), packages);
     QCOMPARE(spool->losses().damage, 60 - packages);
@@ -1827,7 +1827,7 @@ void tst_Spool::damageByChance()
                 file = damaged(file, random);
         }
         keep(image);
-        auto spool = std::make_unique<Spool>(Spool::Limits());
+        auto spool = std::make_unique<Spool>(SpoolLimits());
         QCOMPARE(spool->open(folder()), QString());
         QVERIFY(spool->pending() <= 60);
         QList<Package> const packages = delivered(*spool);

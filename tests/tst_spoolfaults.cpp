@@ -405,7 +405,7 @@ void tst_SpoolFaults::rescueFails()
     QCOMPARE(sql(databaseOf(folder()), "UPDATE package SET checksum = 1 WHERE id = 15"), QByteArray());
     QByteArray const stored = "n1 n2 n3 n4 n5 n6 n7 n8 n9 n10 n11 n12 n13 n14";
 
-    auto spool = std::make_unique<Spool>(Spool::Limits());
+    auto spool = std::make_unique<Spool>(SpoolLimits());
     QCOMPARE(spool->open(folder()), QString());
     addWords(*spool, "n16");
     {
@@ -430,7 +430,7 @@ void tst_SpoolFaults::rescueFails()
     QCOMPARE(spool->pending(), 15);
 
     spool.reset();
-    spool = std::make_unique<Spool>(Spool::Limits());
+    spool = std::make_unique<Spool>(SpoolLimits());
     QCOMPARE(spool->open(folder()), QString());
     QCOMPARE(spool->takeNotice(), QString());
     QCOMPARE(spool->losses().damage, 1);
@@ -532,7 +532,7 @@ void tst_SpoolFaults::readFailsWhileInUse()
     QFETCH(QByteArray, file);
 
     writeImage(folder(), original());
-    auto spool = std::make_unique<Spool>(Spool::Limits());
+    auto spool = std::make_unique<Spool>(SpoolLimits());
     QCOMPARE(spool->open(folder()), QString());
     addWords(*spool, "n16");
     // What SQLite has in memory it does not read.
@@ -548,7 +548,7 @@ void tst_SpoolFaults::readFailsWhileInUse()
     addWords(*spool, "n17");
     QVERIFY(spool->save());
     spool.reset();
-    spool = std::make_unique<Spool>(Spool::Limits());
+    spool = std::make_unique<Spool>(SpoolLimits());
     QCOMPARE(spool->open(folder()), QString());
     QCOMPARE(wordsOf(delivered(*spool)), QByteArray("h15 n1 n2 n3 n4 n5 n6 n7 n8 n9 n10 n11 n12 n13 n14 n16 n17"));
     QCOMPARE(spool->losses().total(), 0);

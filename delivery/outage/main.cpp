@@ -13,6 +13,7 @@ namespace {
 
 using namespace std::chrono_literals;
 using stbanalytics::delivery::Backoff;
+using stbanalytics::delivery::BackoffLimits;
 using Time = Backoff::Duration; // Counted from the moment at which the collector, or the power, is there again.
 
 constexpr std::int64_t boxes = 1'000'000;
@@ -22,7 +23,7 @@ constexpr std::int64_t batchBytes = 262'144;
 constexpr Time outage = 1h;
 constexpr Time maintenance = 10min;
 constexpr Time startsWithin = 10s;
-constexpr Backoff::Limits limits;
+constexpr BackoffLimits limits;
 
 // Otherwise a box would need several requests to catch up.
 static_assert((outage + limits.most + flushInterval) / flushInterval * packageBytes <= batchBytes);

@@ -50,7 +50,7 @@ public:
             value = number;
     }
 
-    void backoff(char const *name, Backoff::Limits &limits)
+    void backoff(char const *name, BackoffLimits &limits)
     {
         QString const text = m_parser.value(QLatin1String(name));
         if (!isSet(name))
@@ -196,7 +196,7 @@ QString readOptions(QStringList const &arguments, Options &options)
     if (isSet("ca") && delivery.link.caFile.isEmpty())
         reader.complain(QStringLiteral("--ca: expected a file, got nothing"));
     delivery.link.url = QUrl(value("collector"), QUrl::StrictMode);
-    QString const problem = CollectorLink::problemOf(delivery.link);
+    QString const problem = problemOf(delivery.link);
     if (!problem.isEmpty())
         reader.complain(QStringLiteral("--collector %1: %2").arg(withoutUser(value("collector")), problem));
     return reader.problem();

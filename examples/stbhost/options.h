@@ -1,6 +1,6 @@
 #pragma once
 
-#include <delivery/deliverysender.h>
+#include <delivery/deliveryoptions.h>
 
 #include <QtCore/QStringList>
 
