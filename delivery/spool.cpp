@@ -1,15 +1,13 @@
 #include <delivery/spool_p.h>
 
+#include <delivery/spoolrescue_p.h>
+
 #include <QtCore/QDir>
 #include <QtCore/QFile>
 #include <QtCore/QUuid>
-#include <QtCore/QtEndian>
-
-#include <zlib.h>
 
 #include <algorithm>
 #include <cerrno>
-#include <cstdio>
 #include <cstring>
 
 #include <fcntl.h>
@@ -17,167 +15,6 @@
 #include <unistd.h>
 
 namespace stbanalytics::delivery {
-
-/// What a package takes besides its body: key, numbers, its place in the index.
-static constexpr qint64 rowBytes = 200;
-
-static constexpr int pageSize = 4096;
-
-// The tables are always made in this order, so each begins on the same page in every spool; rescue() counts on it.
-// It also takes whatever rows a page has for packages, so what is deleted may not stay on a page that is free.
-static constexpr char const *schema = R"(
-    PRAGMA locking_mode = EXCLUSIVE;
-    PRAGMA page_size = 4096;
-    PRAGMA journal_mode = WAL;
-    PRAGMA synchronous = FULL;
-    PRAGMA wal_autocheckpoint = 256;
-    PRAGMA journal_size_limit = 1048576;
-    PRAGMA secure_delete = ON;
-    BEGIN IMMEDIATE;
-    CREATE TABLE IF NOT EXISTS package (
-        id INTEGER PRIMARY KEY, class INTEGER NOT NULL, created INTEGER NOT NULL, checksum INTEGER NOT NULL,
-        key BLOB NOT NULL, body BLOB NOT NULL, reason BLOB);
-    CREATE INDEX IF NOT EXISTS waiting ON package (class, id);
-    CREATE TABLE IF NOT EXISTS state (
-        id INTEGER PRIMARY KEY, time INTEGER NOT NULL, wall_time INTEGER NOT NULL,
-        lost_to_quota INTEGER NOT NULL, lost_to_age INTEGER NOT NULL, lost_to_damage INTEGER NOT NULL,
-        refused INTEGER NOT NULL, packages INTEGER NOT NULL, checksum INTEGER NOT NULL);
-    COMMIT;)";
-
-/// Of everything that never changes. SQLite notices a page that makes no sense, but not a letter that is another.
-static qint64 checksum(Package const &package)
-{
-    uLong sum = 0;
-    auto const add = [&sum](void const *bytes, qsizetype size) {
-        sum = crc32_z(sum, static_cast<Bytef const *>(bytes), static_cast<z_size_t>(size));
-    };
-    std::array<qint64, 2> const numbers{qToLittleEndian(package.id), qToLittleEndian(package.created)};
-    add(numbers.data(), sizeof numbers);
-    add(package.key.constData(), package.key.size());
-    add(package.body.constData(), package.body.size());
-    return static_cast<qint64>(sum);
-}
-
-static qint64 sizeOf(Package const &package)
-{
-    return package.body.size() + rowBytes;
-}
-
-static bool insert(Database &database, Package const &package, int packageClass, QByteArray const &reason)
-{
-    Statement statement(
-        database, "INSERT INTO package (id, class, created, checksum, key, body, reason) VALUES (?, ?, ?, ?, ?, ?, ?)");
-    return statement.bind(package.id)
-        .bind(packageClass)
-        .bind(package.created)
-        .bind(checksum(package))
-        .bind(package.key)
-        .bind(package.body)
-        .bind(reason)
-        .run();
-}
-
-/// What the state is made of, in the order of its columns.
-using StateNumbers = std::array<qint64, 7>;
-
-/// A clock that jumps would make every package too old.
-static qint64 checksum(StateNumbers numbers)
-{
-    std::transform(numbers.begin(), numbers.end(), numbers.begin(),
-                   [](qint64 number) { return qToLittleEndian(number); });
-    return static_cast<qint64>(
-        crc32_z(0, reinterpret_cast<Bytef const *>(numbers.data()), numbers.size() * sizeof(qint64)));
-}
-
-static bool insertState(Database &database, SpoolClock const &clock, Losses const &losses, qint64 packages)
-{
-    StateNumbers const numbers{clock.now(),   SpoolClock::wallTime(), losses.quota, losses.age,
-                               losses.damage, losses.refused,         packages};
-    Statement statement(database, "INSERT OR REPLACE INTO state VALUES (1, ?, ?, ?, ?, ?, ?, ?, ?)");
-    for (qint64 number : numbers)
-        statement.bind(number);
-    return statement.bind(checksum(numbers)).run();
-}
-
-/// Reads the state, if it is there. What is known already may be newer: time and losses only grow. Returns how many
-/// packages there were; nothing if that is not known.
-static std::optional<qint64> readState(Database &database, SpoolClock &clock, Losses &losses)
-{
-    Statement state(
-        database,
-        "SELECT time, wall_time, lost_to_quota, lost_to_age, lost_to_damage, refused, packages, checksum FROM state");
-    if (!state.next())
-        return {};
-    StateNumbers numbers{};
-    for (size_t i = 0; i < numbers.size(); ++i)
-        numbers[i] = state.integer(static_cast<int>(i));
-    if (state.integer(static_cast<int>(numbers.size())) != checksum(numbers))
-        return {};
-    SpoolClock then;
-    then.resume(numbers[0], numbers[1]);
-    if (then.now() > clock.now())
-        clock = then;
-    losses = {std::max(losses.quota, numbers[2]), std::max(losses.age, numbers[3]), std::max(losses.damage, numbers[4]),
-              std::max(losses.refused, numbers[5])};
-    return numbers[6];
-}
-
-/// Where rescue() makes a spool's successor.
-static QString freshOf(QString const &path)
-{
-    return path + QLatin1String(".new");
-}
-
-/// Where rescue() has a copy that it may change to read it.
-static QString scanOf(QString const &path)
-{
-    return path + QLatin1String(".scan");
-}
-
-static QString walOf(QString const &path)
-{
-    return path + QLatin1String("-wal");
-}
-
-static void removeDatabase(QString const &path)
-{
-    QFile::remove(path);
-    QFile::remove(walOf(path));
-}
-
-/// Copies a database as far as it can be read. Returns whether the copy found its place.
-static bool copyDatabase(QString const &from, QString const &to)
-{
-    removeDatabase(to);
-    QFile::copy(walOf(from), walOf(to));
-    QFile source(from);
-    QFile target(to);
-    if (!source.open(QIODevice::ReadOnly | QIODevice::Unbuffered) || !target.open(QIODevice::WriteOnly))
-        return !source.exists();
-    for (qint64 offset = 0; offset < source.size(); offset += pageSize) {
-        source.seek(offset);
-        QByteArray page = source.read(pageSize);
-        // A disk may have lost a part of it.
-        page = page.leftJustified(static_cast<qsizetype>(std::min<qint64>(pageSize, source.size() - offset)), '\0');
-        if (target.write(page) != page.size())
-            return false;
-    }
-    return target.flush();
-}
-
-/// QFile would copy what it cannot move, and a copy may be broken off.
-static bool moveFile(QString const &from, QString const &to)
-{
-    return std::rename(QFile::encodeName(from).constData(), QFile::encodeName(to).constData()) == 0;
-}
-
-/// The file goes first, since power may fail in between: finishRescue() removes a log that is left alone, but a file
-/// that is left alone is a spool without the packages that are only in its log.
-static bool moveDatabase(QString const &from, QString const &to)
-{
-    removeDatabase(to);
-    return moveFile(from, to) && (!QFile::exists(walOf(from)) || moveFile(walOf(from), walOf(to)));
-}
 
 Spool::Spool(SpoolLimits limits)
     : m_limits(limits)
@@ -206,7 +43,7 @@ QString Spool::open(QString const &folder)
                                     : QString::fromLocal8Bit(std::strerror(errno));
 
     m_path = folder + QLatin1String("/spool.db");
-    removeDatabase(scanOf(m_path));
+    SpoolRescue(m_path).removeLeftovers();
     if (!finishRescue())
         return m_problem;
 
@@ -223,7 +60,7 @@ QString Spool::open(QString const &folder)
 /// Makes the tables, if they are not there yet, and looks whether everything is in order.
 Spool::Condition Spool::inspect()
 {
-    if (m_database.run(schema)) {
+    if (m_database.run(spoolSchema)) {
         Statement check(m_database, "PRAGMA quick_check(1)");
         if (check.next() && check.bytes(0) != "ok")
             return Condition::Damaged;
@@ -353,7 +190,7 @@ bool Spool::writeUnsaved()
 {
     for (Package const &package : m_unsaved) {
         Class const packageClass = package.isHigh ? High : Normal;
-        if (!insert(m_database, package, packageClass, {}))
+        if (!insertPackage(m_database, package, packageClass, {}))
             return false;
         m_stored.bytes += sizeOf(package);
         ++m_stored.countOf(packageClass);
@@ -531,202 +368,39 @@ QString Spool::takeNotice()
     return std::exchange(m_notice, {});
 }
 
-/// Opens a damaged spool to be read as far as that goes. The first page of a sound one, which has the same tables in
-/// the same places, takes the place of its own: there a single letter decides whether SQLite finds any package at all.
-static void openDamaged(Database &damaged, QString const &path, QByteArray const &soundPage)
-{
-    QFile file(path);
-    if (file.open(QIODevice::ReadWrite))
-        file.write(soundPage);
-    file.close();
-    damaged.open(path);
-    damaged.run("PRAGMA locking_mode = EXCLUSIVE");
-}
-
-/// The first page of a spool whose file it is, such that SQLite believes the file's size rather than the page.
-static QByteArray firstPage(QString const &path)
-{
-    QFile file(path);
-    if (!file.open(QIODevice::ReadOnly))
-        return {};
-    QByteArray page = file.read(pageSize);
-    // The size in the header counts only while these two numbers are the same.
-    constexpr int versionValidFor = 92;
-    constexpr int changeCounter = 24;
-    if (page.size() == pageSize)
-        page[versionValidFor] = static_cast<char>(~page.at(changeCounter));
-    return page;
-}
-
-static std::set<qint64> idsIn(Database &damaged, char const *scan)
-{
-    std::set<qint64> ids;
-    Statement rows(damaged, scan);
-    while (rows.next())
-        ids.insert(rows.integer(0));
-    return ids;
-}
-
-/// All numbers of packages that can be found, from either end and by the index: a scan ends where a page is broken.
-static std::set<qint64> allIdsIn(Database &damaged)
-{
-    std::set<qint64> ids;
-    for (char const *scan :
-         {"SELECT id FROM package INDEXED BY waiting ORDER BY class, id",
-          "SELECT id FROM package INDEXED BY waiting ORDER BY class DESC, id DESC",
-          "SELECT id FROM package NOT INDEXED ORDER BY id", "SELECT id FROM package NOT INDEXED ORDER BY id DESC"})
-        ids.merge(idsIn(damaged, scan));
-    return ids;
-}
-
-/// Copies a package as it is; false where it cannot be read.
-static bool copyPackage(Database &damaged, Database &fresh, qint64 id)
-{
-    Statement row(damaged, "SELECT class, key, body, created, checksum, reason FROM package NOT INDEXED WHERE id = ?");
-    if (!row.bind(id).next())
-        return false;
-    Package const package{id, row.bytes(1), row.bytes(2), false, row.integer(3)};
-    return row.integer(4) == checksum(package)
-        && insert(fresh, package, static_cast<int>(std::clamp<qint64>(row.integer(0), 0, 2)), row.bytes(5));
-}
-
-/// Copies those of the packages that are not settled yet; they are then.
-static void copyPackages(Database &damaged, std::set<qint64> const &ids, std::set<qint64> &settled, Database &fresh)
-{
-    for (qint64 id : ids) {
-        if (settled.count(id) == 0 && copyPackage(damaged, fresh, id))
-            settled.insert(id);
-    }
-}
-
-/// Copies packages that cannot be found from the table's first page: each page that holds packages takes the place of
-/// that one in turn.
-static void copyScattered(QString const &path, std::set<qint64> &settled, Database &fresh)
-{
-    constexpr qint64 rootOfPackages = pageSize;
-    constexpr char holdsRows = 0x0d;
-
-    QFile file(path);
-    if (!file.open(QIODevice::ReadWrite | QIODevice::Unbuffered))
-        return;
-    auto const pageAt = [&file](qint64 offset) {
-        file.seek(offset);
-        return file.read(pageSize);
-    };
-    auto const putRoot = [&file](QByteArray const &page) {
-        file.seek(rootOfPackages);
-        file.write(page);
-    };
-    for (qint64 offset = 2 * rootOfPackages; offset < file.size(); offset += pageSize) {
-        QByteArray const page = pageAt(offset);
-        if (!page.startsWith(holdsRows))
-            continue;
-        putRoot(page);
-        Database damaged;
-        damaged.open(path);
-        damaged.run("PRAGMA locking_mode = EXCLUSIVE");
-        copyPackages(damaged, idsIn(damaged, "SELECT id FROM package NOT INDEXED ORDER BY id"), settled, fresh);
-    }
-}
-
-/// Fills a new spool with what can be read of a damaged one. Returns how many packages cannot be.
-qint64 Spool::copyReadable(Database &fresh, qint64 &copied, Losses &sums)
-{
-    std::set<qint64> ids;
-    std::set<qint64> settled = m_delivered;
-    std::optional<qint64> known;
-    {
-        Database damaged;
-        openDamaged(damaged, scanOf(m_path), firstPage(freshOf(m_path)));
-        known = readState(damaged, m_clock, sums);
-        ids = allIdsIn(damaged);
-        copyPackages(damaged, ids, settled, fresh);
-    }
-    auto const lacking = [&] { return known.value_or(0) - static_cast<qint64>(settled.size()); };
-    // Where the index is broken, too, there may be more than the scans have found.
-    if (!known || lacking() > 0)
-        copyScattered(scanOf(m_path), settled, fresh);
-    copied = static_cast<qint64>(settled.size() - m_delivered.size());
-    qint64 const unread = std::count_if(ids.begin(), ids.end(), [&](qint64 id) { return settled.count(id) == 0; });
-    return std::max(unread, lacking());
-}
-
-/// Whether there is a new spool, and none in its place: one that rescue() has not completed has the damaged one there.
-bool Spool::isRescueUnfinished() const
-{
-    return !QFile::exists(m_path) && QFile::exists(freshOf(m_path));
-}
-
-/// Does the last step of a rescue, if it is still to be done. Where it fails SQLite may not open the spool, since it
-/// would make an empty one.
+/// Does the last step of a rescue, if it is still to be done.
 bool Spool::finishRescue()
 {
-    if (!isRescueUnfinished())
+    if (SpoolRescue(m_path).finish(m_folder))
         return true;
-    if (!moveDatabase(freshOf(m_path), m_path)) {
-        m_problem = QStringLiteral("the new spool cannot take its place");
-        return false;
-    }
-    fsync(m_folder);
-    return true;
+    m_problem = QStringLiteral("the new spool cannot take its place");
+    return false;
 }
 
-/// Opens what a rescue has made.
-bool Spool::openRescued()
+/// Replaces the spool by a new one with what can be read of it.
+bool Spool::rescue()
 {
+    SpoolRescue const rescue(m_path);
+    m_database.close();
+    if (!rescue.isUnfinished()) {
+        SpoolRescue::Result const result = rescue.begin(m_delivered, m_clock, m_stored.losses);
+        if (!result.problem.isEmpty()) {
+            m_problem = result.problem;
+            // What cannot be set aside now is read as far as it goes, until the disk takes more again.
+            m_database.open(m_path);
+            return false;
+        }
+        m_notice = QStringLiteral("the spool was damaged: %1 packages taken over, %2 lost; what it was is %3")
+                       .arg(QString::number(result.copied), QString::number(result.lost), result.damagedPath);
+        m_stored.losses = result.losses;
+        m_delivered.clear();
+    }
     if (!finishRescue())
         return false;
     if (m_database.open(m_path) && inspect() == Condition::Sound)
         return true;
     m_problem = m_database.error();
     return false;
-}
-
-/// Makes a new spool of what can be read of this one. Power may fail at any moment of this, too.
-bool Spool::rescue()
-{
-    QString const freshPath = freshOf(m_path);
-    QString const damagedPath = m_path + QLatin1String(".damaged");
-    // What cannot be set aside now is read as far as it goes, until the disk takes more again.
-    auto const fail = [this](QString const &problem) {
-        m_problem = problem;
-        removeDatabase(scanOf(m_path));
-        m_database.open(m_path);
-        return false;
-    };
-    m_database.close();
-    if (isRescueUnfinished())
-        return openRescued();
-    removeDatabase(freshPath);
-    if (!copyDatabase(m_path, scanOf(m_path)))
-        return fail(QStringLiteral("no room to read the damaged spool"));
-
-    qint64 copied = 0;
-    qint64 lost = 0;
-    Losses sums = m_stored.losses;
-    {
-        Database fresh;
-        if (!fresh.open(freshPath) || !fresh.run(schema) || !fresh.run("PRAGMA wal_checkpoint(TRUNCATE); BEGIN"))
-            return fail(fresh.error());
-        lost = copyReadable(fresh, copied, sums);
-        sums.damage += lost;
-        if (!insertState(fresh, m_clock, sums, copied) || !fresh.run("COMMIT"))
-            return fail(fresh.error());
-    }
-    // What was committed may be in the log only, where the disk took that but not the file.
-    if (QFile::exists(walOf(freshPath)))
-        return fail(QStringLiteral("the new spool cannot be written"));
-    removeDatabase(scanOf(m_path));
-    // A log that stays behind goes with the last step.
-    moveDatabase(m_path, damagedPath);
-    if (QFile::exists(m_path))
-        return fail(QStringLiteral("the damaged file cannot be set aside"));
-
-    m_notice = QStringLiteral("the spool was damaged: %1 packages taken over, %2 lost; what it was is %3")
-                   .arg(QString::number(copied), QString::number(lost), damagedPath);
-    m_stored.losses = sums;
-    m_delivered.clear();
-    return openRescued();
 }
 
 } // namespace stbanalytics::delivery

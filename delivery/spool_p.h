@@ -1,8 +1,6 @@
 #pragma once
 
-#include <delivery/database_p.h>
-#include <delivery/deliveryoptions.h>
-#include <delivery/spoolclock_p.h>
+#include <delivery/spoolformat_p.h>
 
 #include <QtCore/QList>
 #include <QtCore/QString>
@@ -15,16 +13,6 @@
 #include <vector>
 
 namespace stbanalytics::delivery {
-
-/// A package on its way to the collector.
-struct Package
-{
-    qint64 id = 0; ///< The spool's own number, rising in the order of arrival.
-    QByteArray key; ///< The idempotency key: made once, the same at every attempt, also after a restart.
-    QByteArray body; ///< What the library handed over, byte for byte.
-    bool isHigh = false; ///< Whether it was of high priority.
-    qint64 created = 0; ///< When it came, by the spool's own clock, in seconds.
-};
 
 /**
  * @brief Keeps packages on the disk until the collector has them; power may fail at any moment.
@@ -138,10 +126,7 @@ private:
     Condition inspect();
     bool readStored();
     bool rescue();
-    bool isRescueUnfinished() const;
     bool finishRescue();
-    bool openRescued();
-    qint64 copyReadable(Database &fresh, qint64 &copied, Losses &sums);
 
     bool isAnythingToSave();
     bool isGone(qint64 id) const;
