@@ -1,5 +1,6 @@
-# What `cmake --install` gives: component Runtime is what a box needs, Development what a host is built with, Testkit what
-# its tests are built with. A host that has this project as a subdirectory installs the component Runtime with its own.
+# What `cmake --install` gives: component Runtime is what a box needs, Development what a host is built with, Delivery what
+# a host with our delivery is built with besides, Testkit what a host's tests are built with. A host that has this project as
+# a subdirectory installs the component Runtime with its own.
 include(CMakePackageConfigHelpers)
 include(GNUInstallDirs)
 
@@ -54,13 +55,19 @@ install(EXPORT stbanalytics NAMESPACE stbanalytics:: FILE stbanalyticsTargets.cm
     DESTINATION ${stbanalytics_package_dir} COMPONENT Development)
 stbanalytics_install_headers(stbanalytics analytics Development)
 
-if(TARGET stbanalytics_testkit)
-    install(TARGETS stbanalytics_testkit EXPORT stbanalytics_testkit
-        ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT Testkit)
-    install(EXPORT stbanalytics_testkit NAMESPACE stbanalytics:: FILE stbanalyticsTestkitTargets.cmake
-        DESTINATION ${stbanalytics_package_dir} COMPONENT Testkit)
-    stbanalytics_install_headers(stbanalytics_testkit analytics/testkit Testkit)
-endif()
+# A static library beside the shared one, which the package brings where a host asks for it.
+function(stbanalytics_install_part name folder component)
+    if(NOT TARGET stbanalytics_${name})
+        return()
+    endif()
+    install(TARGETS stbanalytics_${name} EXPORT stbanalytics_${name}
+        ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT ${component})
+    install(EXPORT stbanalytics_${name} NAMESPACE stbanalytics:: FILE stbanalytics-${name}Targets.cmake
+        DESTINATION ${stbanalytics_package_dir} COMPONENT ${component})
+    stbanalytics_install_headers(stbanalytics_${name} ${folder} ${component})
+endfunction()
+stbanalytics_install_part(delivery delivery Delivery)
+stbanalytics_install_part(testkit analytics/testkit Testkit)
 
 configure_package_config_file(cmake/stbanalyticsConfig.cmake.in stbanalyticsConfig.cmake
     INSTALL_DESTINATION ${stbanalytics_package_dir})

@@ -81,6 +81,7 @@ package)
     by_package
     check "$work/host/consumer" "$@"
     run "$work/host/consumer_test" "$@"
+    run "$work/host/consumer_delivery" "$@"
     ;;
 pkgconfig)
     cmake --install "$build" --prefix "$work/first" >"$work/install.log"
@@ -95,6 +96,7 @@ subdirectory)
     by_cmake "-DSTBANALYTICS_SOURCE_DIR=$source"
     ! grep -E '^(BUILD_TESTING|CTEST_|DART_)' "$work/host/CMakeCache.txt" || fail "that is the host's to decide"
     run "$work/host/consumer_test" "$@"
+    run "$work/host/consumer_delivery" "$@"
     cmake --install "$work/host" --prefix "$prefix" >"$work/install.log"
     check "$prefix/bin/consumer" "$@"
     [ ! -e "$prefix/include" ] || fail "the library's headers are installed, which no box needs"
@@ -108,7 +110,7 @@ logging_elsewhere)
         cmake --install "$release" --component $component >>"$work/install.log"
     done
     headers=
-    by_package -DKIT=
+    by_package -DKIT= -DDELIVERY=
     by_pkgconfig
     export LD_LIBRARY_PATH="$work/elsewhere"
     for program in "$work/host/consumer" "$work/consumer"; do
