@@ -29,6 +29,7 @@
 #include <unistd.h>
 
 using namespace analytics;
+using namespace stbanalytics::delivery;
 using namespace stbhost;
 using namespace std::chrono_literals;
 using Clock = std::chrono::steady_clock;
