@@ -1,4 +1,4 @@
-"""Computes the tables of docs/fleet.md: fleet.py STBHOST [--check], from the project's folder; see scripts/fleet.
+"""Computes the tables of docs/receiver/capacity.md: fleet.py STBHOST [--check], from the project's folder; see scripts/fleet.
 
 The packages are those of the demonstration's evening, on boxes whose state is given here, so that the same bytes come
 out on every machine.
@@ -19,7 +19,7 @@ import tempfile
 import uuid
 from pathlib import Path
 
-DOCUMENT = Path("docs/fleet.md")
+DOCUMENT = Path("docs/receiver/capacity.md")
 EVENING = Path("examples/stbhost/evening.jsonl")
 CATALOGUE = Path("analytics/catalogue_p.h").read_text()
 RECORD_MEMBERS = Path("analytics/recordmembers_p.h").read_text()
