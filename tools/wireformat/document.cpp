@@ -144,11 +144,13 @@ void writeEvents(QTextStream &out, DocComments const &comments)
     for (Property property : model().generic)
         generic.append(keyLink(model().properties.value(property)));
 
-    out << "## The " << model().events.size() << " events\n\n"
-        << "Each entry has the event's wire name, what the event means, the priority that the library recommends, and\n"
-        << "the event's own keys. A key leads to its row in the table of properties. The keys stand in the order in\n"
-        << "which the library asks the host for them; on the wire they stand in alphabetical order. Every event also\n"
-        << "carries " << generic.join(QStringLiteral(", ")) << ".\n";
+    out << "## The events\n\n"
+        << "There are " << model().events.size()
+        << " types of events. Each entry has the event's wire name, its meaning,\n"
+        << "the priority that the library recommends, and the event's own keys, each with a link to its row in the\n"
+        << "table of properties. The keys stand in the order in which the library asks the host for them; on the wire\n"
+        << "they stand in alphabetical order. Every event also carries\n"
+        << generic.join(QStringLiteral(",\n")) << ".\n";
     for (EventInfo const &event : model().events) {
         QStringList keys;
         for (Property property : event.properties)
@@ -163,8 +165,11 @@ void writeEvents(QTextStream &out, DocComments const &comments)
 
 void writeProperties(QTextStream &out, DocComments const &comments)
 {
-    out << "\n## The " << model().properties.size() << " properties\n\n"
-        << comments.of(QStringLiteral("Property")) << "\n\n"
+    out << "\n## The properties\n\n"
+        << "There are " << model().properties.size() << " properties; each is one key of an event. Type and meaning\n"
+        << "are what receivers expect: the library writes what the host gives. Times and durations are in "
+           "milliseconds\n"
+        << "unless the meaning names another unit.\n\n"
         << "| key | value | meaning | name in C++ |\n|---|---|---|---|\n";
     for (PropertyInfo const &property : model().properties) {
         out << "| <a id=\"" << anchorOf(property) << "\"></a>" << code(property.key) << " | " << typeOf(property.value)
