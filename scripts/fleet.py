@@ -1,4 +1,4 @@
-"""Computes the tables of docs/fleet.md: fleet.py STBHOST [--check], from the project's folder; see scripts/fleet.
+"""Computes the tables of docs/receiver: fleet.py STBHOST [--check], from the project's folder; see scripts/fleet.
 
 The packages are those of the demonstration's evening, on boxes whose state is given here, so that the same bytes come
 out on every machine.
@@ -19,44 +19,60 @@ import tempfile
 import uuid
 from pathlib import Path
 
-DOCUMENT = Path("docs/fleet.md")
+CAPACITY = Path("docs/receiver/capacity.md")
+PRIVACY = Path("docs/receiver/privacy.md")
+STORAGE = Path("docs/receiver/storage")
+RESULTS = STORAGE / "README.md"
+# The first makes the tables; the others work on the packages that have arrived.
+STATEMENTS = ["tables.sql", "load.sql", "completeness.sql", "zap-time.sql", "counters.sql", "lateness.sql"]
 EVENING = Path("examples/stbhost/evening.jsonl")
-CATALOGUE = Path("analytics/catalogue_p.h").read_text()
-RECORD_MEMBERS = Path("analytics/recordmembers_p.h").read_text()
+DEFINITIONS = json.loads(Path("schema/stbanalytics-events.schema.json").read_text())["$defs"]
 FLEETS = (1, 100_000, 10_000_000)
 BATCH = 100
 
-# The list of an event's properties, by its wire name.
+# The names of an event's properties, by its wire name.
 EVENTS = {
-    name: set(re.findall(r"P::(\w+)", properties))
-    for name, properties in re.findall(r'\{EventType::\w+,\s*"(\w+)".*?\{(P::.*?)\}\}', CATALOGUE)
+    name.removeprefix("event."): {member["$ref"].rpartition(".")[2] for member in schema["properties"].values()}
+    for name, schema in DEFINITIONS.items() if name.startswith("event.")
 }
-KEYS = set(re.findall(r'\{Property::\w+,\s*"(\w+)"\}', CATALOGUE)) | set(
-    re.findall(r'\b(?:member|always|group|list)\s*\("(\w+)"', RECORD_MEMBERS)
-)
+
+
+def keys_of(schema):
+    """All keys that a schema names, those of objects inside it too."""
+    if isinstance(schema, dict):
+        named = schema.get("properties", {})
+        yield from named
+        for part in [*named.values(), *(part for key, part in schema.items() if key != "properties")]:
+            yield from keys_of(part)
+    elif isinstance(schema, list):
+        for part in schema:
+            yield from keys_of(part)
+
+
+KEYS = set(keys_of([schema for name, schema in DEFINITIONS.items() if name.startswith(("event.", "record."))]))
 
 
 def fail(reason):
     sys.exit(f"scripts/fleet: {reason}")
 
 
-# The document's own tables and places
+# The documents' own tables and places
 
 
-def region(text, name):
+def region(document, text, name):
     found = re.search(rf"<!-- fleet: {name} -->\n(.*?)<!-- fleet: end -->", text, re.S)
     if not found:
-        fail(f"{DOCUMENT}: no region '{name}'")
+        fail(f"{document}: no region '{name}'")
     return found
 
 
-def rows(text, name):
+def rows(document, text, name):
     """The cells of a region's table, without its head."""
-    lines = [line for line in region(text, name)[1].splitlines() if line.startswith("|")]
+    lines = [line for line in region(document, text, name)[1].splitlines() if line.startswith("|")]
     cells = [[cell.strip() for cell in line.strip("|").split("|")] for line in lines]
     for line, row in zip(lines, cells):
         if len(row) != len(cells[0]):
-            fail(f"{DOCUMENT}: {name}: expected {len(cells[0])} columns: {line}")
+            fail(f"{document}: {name}: expected {len(cells[0])} columns: {line}")
     return cells[2:]
 
 
@@ -64,43 +80,43 @@ def number(text, where):
     try:
         value = float(text)
     except ValueError:
-        fail(f"{DOCUMENT}: {where}: expected a number, got '{text}'")
+        fail(f"{CAPACITY}: {where}: expected a number, got '{text}'")
     if not math.isfinite(value) or value <= 0:
-        fail(f"{DOCUMENT}: {where}: expected a number above 0, got '{text}'")
+        fail(f"{CAPACITY}: {where}: expected a number above 0, got '{text}'")
     return value
 
 
 class Assumptions:
     def __init__(self, text):
-        self.values = {row[0]: number(row[1], row[0]) for row in rows(text, "assumptions")}
+        self.values = {row[0]: number(row[1], row[0]) for row in rows(CAPACITY, text, "assumptions")}
 
     def __getitem__(self, name):
         if name not in self.values:
-            fail(f"{DOCUMENT}: the assumption '{name}' is missing")
+            fail(f"{CAPACITY}: the assumption '{name}' is missing")
         return self.values[name]
 
 
 def read_rates(text):
     """How often each event happens, and in what."""
     rates = {}
-    for cells in rows(text, "rates"):
+    for cells in rows(CAPACITY, text, "rates"):
         for name in re.findall(r"`(\w+)`", cells[0]):
             if name in rates or name not in EVENTS:
-                fail(f"{DOCUMENT}: rates: '{name}' " + ("stands twice" if name in rates else "is no event"))
+                fail(f"{CAPACITY}: rates: '{name}' " + ("stands twice" if name in rates else "is no event"))
             if cells[2] not in ("hour watched", "hour on", "day"):
-                fail(f"{DOCUMENT}: rates: expected hour watched, hour on or day, got '{cells[2]}'")
+                fail(f"{CAPACITY}: rates: expected hour watched, hour on or day, got '{cells[2]}'")
             rates[name] = (number(cells[1], name), cells[2])
     if missing := sorted(EVENTS.keys() - rates.keys()):
-        fail(f"{DOCUMENT}: rates: missing: {', '.join(missing)}")
+        fail(f"{CAPACITY}: rates: missing: {', '.join(missing)}")
     return rates
 
 
 def check_keys(text):
     """Whoever adds a key is to say what it tells of a person."""
-    told = set(re.findall(r"`(\w+)`", "".join(row[0] for row in rows(text, "keys"))))
+    told = set(re.findall(r"`(\w+)`", "".join(row[0] for row in rows(PRIVACY, text, "keys"))))
     problems = [f"the key '{key}' is missing" for key in sorted(KEYS - told)]
     problems += [f"'{key}' is no key" for key in sorted(told - KEYS)]
-    return [f"{DOCUMENT}: keys: {problem}" for problem in problems]
+    return [f"{PRIVACY}: keys: {problem}" for problem in problems]
 
 
 # Packages
@@ -403,19 +419,15 @@ def compute(text, stbhost):
          for days in (1, 7, 30)],
     )
 
-    tables["results"] = queried(text, evening.packages)
-    return tables
+    return tables, evening.packages
 
 
-# The document's statements, on a real engine
+# The statements, on a real engine
 
 
-def queried(text, received):
-    """What the document's statements print: the first block makes the tables, the others work on the packages."""
-    blocks = re.findall(r"```sql\n(.*?)```", text, re.S)
-    if len(blocks) < 2:
-        fail(f"{DOCUMENT}: expected statements that make the tables, and statements that use them")
-
+def queried(received):
+    """What the statements print."""
+    statements = [(STORAGE / name, (STORAGE / name).read_text()) for name in STATEMENTS]
     binaries = sorted(glob.glob("/usr/lib/postgresql/*/bin"))
     if not binaries:
         fail("no PostgreSQL below /usr/lib/postgresql")
@@ -431,30 +443,30 @@ def queried(text, received):
         if run.returncode:
             fail(f"{arguments[0]}: {run.stdout}")
 
-    def psql(statements):
+    def psql(name, statements):
         run = subprocess.run(user + ["psql", "-XqAt", "-h", folder, "-U", "fleet", "-v", "ON_ERROR_STOP=1",
                                      "-F", " | ", "-P", "footer=off", "-P", "tuples_only=off", "postgres"],
                              input="SET client_min_messages = warning; SET timezone = 'UTC';\n" + statements,
                              stdout=subprocess.PIPE, stderr=subprocess.PIPE, cwd=folder, text=True)
         if run.returncode:
-            fail(f"{DOCUMENT}: {run.stderr.strip()}\nin:\n{statements}")
+            fail(f"{name}: {run.stderr.strip()}")
         return run.stdout
 
     try:
         server("initdb", "-U", "fleet", "-A", "trust", "-E", "UTF8", "--no-locale", "-N")
         server("pg_ctl", "-w", "-s", "-l", f"{folder}/log", "-o", f"-c listen_addresses='' -k {folder} -F", "start")
         try:
-            psql(blocks[0])
+            psql(*statements[0])
             arrivals = [*received, received[2], '{"events":[]}', '{"events":[{}]}',
                         '{"events":[{"key_of_tomorrow":1,"timestamp":0}]}']
-            psql("COPY arrivals (arrived, package) FROM stdin;\n"
+            psql("the packages", "COPY arrivals (arrived, package) FROM stdin;\n"
                  + "".join(f"{arrival(package)}\t{package}\n".replace("\\", "\\\\") for package in arrivals) + "\\.\n")
-            output = [psql(block) for block in blocks[1:]]
+            output = [(file.name, psql(file, text)) for file, text in statements[1:]]
         finally:
             server("pg_ctl", "-w", "-s", "-m", "immediate", "stop")
     finally:
         shutil.rmtree(folder)
-    return "".join(f"```text\n{part}```\n" for part in output if part)
+    return "\n".join(f"[`{name}`]({name}):\n\n```text\n{part}```\n" for name, part in output if part)
 
 
 def arrival(package):
@@ -466,20 +478,26 @@ def arrival(package):
 
 def main():
     stbhost, *options = sys.argv[1:]
-    before = DOCUMENT.read_text()
-    after = before
-    for name, made in compute(before, stbhost).items():
-        found = region(after, name)
-        after = after[: found.start(1)] + made + after[found.end(1):]
-    problems = check_keys(before)
-    if options == ["--check"]:
-        difference = difflib.unified_diff(before.splitlines(), after.splitlines(), f"{DOCUMENT}", "computed",
-                                          lineterm="", n=0)
-        problems += difference
-    else:
-        DOCUMENT.write_text(after)
+    before = {document: document.read_text() for document in (CAPACITY, PRIVACY, RESULTS)}
+    after = dict(before)
+
+    def fill(document, name, made):
+        found = region(document, after[document], name)
+        after[document] = after[document][: found.start(1)] + made + after[document][found.end(1):]
+
+    tables, packages_of_evening = compute(before[CAPACITY], stbhost)
+    for name, made in tables.items():
+        fill(CAPACITY, name, made)
+    fill(RESULTS, "results", queried(packages_of_evening))
+    problems = check_keys(before[PRIVACY])
+    for document, text in after.items():
+        if options == ["--check"]:
+            problems += difflib.unified_diff(before[document].splitlines(), text.splitlines(), f"{document}",
+                                             "computed", lineterm="", n=0)
+        else:
+            document.write_text(text)
     if problems:
-        fail("\n".join(["the document is not what the figures and the keys make it; scripts/fleet writes the figures",
+        fail("\n".join(["the documents are not what the figures and the keys make them; scripts/fleet writes the figures",
                         *problems]))
 
 

@@ -1,4 +1,4 @@
-"""Makes docs/outage.svg, and the tables of docs/delivery.md, of what delivery-outage simulates.
+"""Makes docs/host/outage.svg, and the tables of docs/host/delivery.md, of what delivery-outage simulates.
 
 outage.py STBHOST_OUTAGE [--check], from the project's folder; see scripts/outage. The plot is written here, so that
 the same bytes come out on every machine.
@@ -12,8 +12,8 @@ import subprocess
 import sys
 from pathlib import Path
 
-PLOT = Path("docs/outage.svg")
-DOCUMENT = Path("docs/delivery.md")
+PLOT = Path("docs/host/outage.svg")
+DOCUMENT = Path("docs/host/delivery.md")
 
 # Backoff is the last of each situation. They can be told apart by those who see no red or no green.
 COLOURS = ["#d55e00", "#e69f00", "#999999"]

@@ -128,16 +128,20 @@ def changed(package, chance):
 def disagreements(validator, packages, checker):
     """Yields the packages of which the checker thinks otherwise than the schema, and whether they are too few."""
     text = "".join(json.dumps(package) + "\n" for package in packages)
-    output = subprocess.run([checker, "--color=always"], input=text, capture_output=True, text=True, check=False).stdout
-    report = re.split(r"^\d+ packages?, ", output, flags=re.MULTILINE)[0]
-    verdicts = ["\x1b[31m" not in part
-                for part in re.split(r"^\x1b\[1m<stdin>:\d+: package .*\n", report, flags=re.MULTILINE)[1:]]
+    run = subprocess.run([checker, "--format=lines"], input=text, capture_output=True, text=True, check=False)
+    broken = set()
+    for fault in run.stdout.split("\n")[:-1]:
+        place = re.fullmatch(r"<stdin>:(\d+):\d+: .+?: .+", fault)
+        if not place:
+            yield f"{checker}: expected <stdin>:line:column: path: reason, got {fault}"
+        else:
+            broken.add(int(place[1]))
+    if run.returncode != bool(broken):
+        yield f"{checker}: exit status {run.returncode}, and {len(broken)} broken lines: {run.stderr}"
     expected = [validator.is_valid(package) for package in packages]
-    if len(verdicts) != len(expected):
-        yield f"{checker}: {len(verdicts)} verdicts on {len(expected)} packages"
-    for package, verdict, sound in zip(packages, verdicts, expected):
-        if verdict != sound:
-            yield f"{checker}: {'sound' if verdict else 'broken'}, unlike the schema: {json.dumps(package)}"
+    for number, (package, sound) in enumerate(zip(packages, expected), 1):
+        if sound == (number in broken):
+            yield f"{checker}: {'broken' if sound else 'sound'}, unlike the schema: {json.dumps(package)}"
     if min(expected.count(True), expected.count(False)) < len(expected) / 10:
         yield f"the schema finds {expected.count(True)} of {len(expected)} packages sound, which compares too little"
 

@@ -223,6 +223,25 @@ ui_content_rating  ######################################## 100
         "1 package, 1 event, 37 bytes; \x1b[31m1 line broken\x1b[0m\n"
         "broken  \x1b[34m########################################\x1b[0m 1\n",
         1);
+    row("lines", {QStringLiteral("--format=lines"), QStringLiteral("--color=always")},
+        "{\"rating\":4}\n"
+        "\n"
+        R"({"events":[{"rating":4},{"san":7,"offset":1.5},{"zap_time":5,"query":"a"}],"version":1})"
+        "\n"
+        R"({"a\n\rb":1})"
+        "\n"
+        "{\"name\":\"äö📺\",}\n"
+        "[{}]\n",
+        R"(<stdin>:3:1: version: unknown key
+<stdin>:3:1: events[1].offset: expected an integer, got 1.5
+<stdin>:3:1: events[1].san: expected a string, got 7
+<stdin>:3:1: events[2]: no type of event has all these keys
+<stdin>:4:1: event.a\n\rb: unknown key
+<stdin>:5:15: JSON: object is missing after a comma
+<stdin>:6:1: JSON: expected a package or an event, got a list
+)",
+        1);
+    row("lines of what is sound", {QStringLiteral("--format=lines")}, "{\"rating\":4}\n", {}, 0);
     row("no colors", {QStringLiteral("--color=never")}, {}, "0 packages, 0 events, 0 bytes; 0 lines broken\n", 0);
     row("empty input", {}, {}, "0 packages, 0 events, 0 bytes; 0 lines broken\n", 0);
 }
@@ -271,6 +290,10 @@ void CheckTest::refused_data()
                                     << QByteArray("stbanalytics-check: Unknown option 'colour'.\n");
     QTest::newRow("unknown color") << QStringList{QStringLiteral(
         "--color=red")} << QByteArray("stbanalytics-check: --color: expected always, never or auto, got red\n");
+    QTest::newRow("unknown format") << QStringList{QStringLiteral("--format=json")}
+                                    << QByteArray("stbanalytics-check: --format: expected text or lines, got json\n");
+    QTest::newRow("summary of lines") << QStringList{QStringLiteral("--format=lines"), QStringLiteral("--summary")}
+                                      << QByteArray("stbanalytics-check: --summary: lines have no summary\n");
     QTest::newRow("no value") << QStringList{QStringLiteral("--color")}
                               << QByteArray("stbanalytics-check: Missing value after '--color'.\n");
 }

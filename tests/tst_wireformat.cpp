@@ -294,7 +294,7 @@ void WireFormatTest::program()
     Result const result = trees.write();
     QCOMPARE(result.errors, QByteArray());
     QCOMPARE(result.status, 0);
-    for (char const *name : {"docs/wire-format.md", "schema/stbanalytics-events.schema.json"}) {
+    for (char const *name : {"docs/receiver/wire-format.md", "schema/stbanalytics-events.schema.json"}) {
         QByteArrayList const expected
             = readFile(QStringLiteral(WIREFORMAT_SOURCES "/") + QLatin1String(name)).split('\n');
         QByteArrayList const written = readFile(trees.folder.filePath(QLatin1String(name))).split('\n');
@@ -364,7 +364,7 @@ void WireFormatTest::folderThatTakesNothing()
     QString const path = trees.folder.filePath(QStringLiteral("docs"));
     QVERIFY(QFile(path).open(QIODevice::WriteOnly));
     Result const result = trees.write();
-    QVERIFY2(result.errors.startsWith("stbanalytics-wireformat: " + path.toLocal8Bit() + "/wire-format.md: "),
+    QVERIFY2(result.errors.startsWith("stbanalytics-wireformat: " + path.toLocal8Bit() + "/receiver/wire-format.md: "),
              result.errors.constData());
     QCOMPARE(result.status, 1);
 }

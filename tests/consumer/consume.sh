@@ -50,11 +50,11 @@ by_pkgconfig() {
         "-Wl,-rpath,$(dirname "$PKG_CONFIG_PATH")"
 }
 
-# build_release OPTIONS...: the library, as the README tells to build it for a box, in a folder that is kept.
+# build_release OPTIONS...: the library, as docs/host/README.md builds it for a box, in a folder that is kept.
 release=$(dirname "$work")/release
 build_release() {
-    options=$(sed -n 's/^cmake -B build\/box //p' "$source/README.md")
-    [ -n "$options" ] || fail "the README has no command that begins with \"cmake -B build/box\""
+    options=$(sed -n 's/^cmake -B build\/box //p' "$source/docs/host/README.md")
+    [ -n "$options" ] || fail "docs/host/README.md has no command that begins with \"cmake -B build/box\""
     # shellcheck disable=SC2086 # a list of words
     cmake -S "$source" -B "$release" $options "-DCMAKE_CXX_COMPILER=$compiler" "$@"
     cmake --build "$release" --target stbanalytics

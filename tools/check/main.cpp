@@ -30,11 +30,17 @@ int main(int argc, char **argv)
                                    QStringLiteral("Use colors: always, never, or auto, which is on a terminal unless "
                                                   "NO_COLOR is set."),
                                    QStringLiteral("when"), QStringLiteral("auto"));
+    QCommandLineOption const format(QStringLiteral("format"),
+                                    QStringLiteral("What to print: text for people, or lines for programs, which is "
+                                                   "file:line:column: path: reason for each fault, and nothing else. "
+                                                   "The column is 1 where the path says the place; the path is JSON "
+                                                   "for a line that is neither package nor event."),
+                                    QStringLiteral("form"), QStringLiteral("text"));
     QCommandLineParser parser;
     parser.setApplicationDescription(QStringLiteral(
         "Prints analytics packages and events for people: the types that each event may be of, its fields, and what\n"
         "breaks the wire format. The exit status is 1 when something does, and 2 when an input cannot be read."));
-    parser.addOptions({summary, color});
+    parser.addOptions({summary, color, format});
     QCommandLineOption const help = parser.addHelpOption();
     QCommandLineOption const version = parser.addVersionOption();
     parser.addPositionalArgument(QStringLiteral("file"),
@@ -49,6 +55,11 @@ int main(int argc, char **argv)
     QString const when = parser.value(color);
     if (when != QLatin1String("always") && when != QLatin1String("never") && when != QLatin1String("auto"))
         return fail(QStringLiteral("--color: expected always, never or auto, got ") + when);
+    QString const form = parser.value(format);
+    if (form != QLatin1String("text") && form != QLatin1String("lines"))
+        return fail(QStringLiteral("--format: expected text or lines, got ") + form);
+    if (form == QLatin1String("lines") && parser.isSet(summary))
+        return fail(QStringLiteral("--summary: lines have no summary"));
 
     QFile output;
     if (!output.open(stdout, QIODevice::WriteOnly))
@@ -57,6 +68,7 @@ int main(int argc, char **argv)
     style.hasColors = when == QLatin1String("always")
         || (when == QLatin1String("auto") && isatty(STDOUT_FILENO) && qEnvironmentVariableIsEmpty("NO_COLOR"));
     style.isSummaryOnly = parser.isSet(summary);
+    style.isForPrograms = form == QLatin1String("lines");
     Report report(output, style);
 
     QStringList names = parser.positionalArguments();

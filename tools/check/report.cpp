@@ -55,12 +55,13 @@ void Report::read(QIODevice &input, QString const &name)
         ++number;
         while (line.endsWith('\n') || line.endsWith('\r'))
             line.chop(1);
+        m_place = QStringLiteral("%1:%2").arg(name).arg(number);
         if (!line.trimmed().isEmpty())
-            readLine(line, QStringLiteral("%1:%2").arg(name).arg(number));
+            readLine(line);
     }
 }
 
-void Report::readLine(QByteArray const &line, QString const &place)
+void Report::readLine(QByteArray const &line)
 {
     m_bytes += line.size();
 
@@ -69,7 +70,10 @@ void Report::readLine(QByteArray const &line, QString const &place)
     if (error.error != QJsonParseError::NoError) {
         // Qt's offset is behind the character that does not fit.
         qsizetype const column = std::max(QString::fromUtf8(line.left(error.offset)).toUcs4().size(), qsizetype(1));
-        writeFault(QStringLiteral("%1:%2: %3").arg(place).arg(column).arg(error.errorString()));
+        if (m_style.isForPrograms)
+            writeForPrograms(column, QStringLiteral("JSON: ") + error.errorString());
+        else
+            writeFault(QStringLiteral("%1:%2: %3").arg(m_place).arg(column).arg(error.errorString()));
         ++m_broken;
         return;
     }
@@ -77,13 +81,17 @@ void Report::readLine(QByteArray const &line, QString const &place)
     QJsonObject const object = document.object();
     bool holds = false;
     if (document.isArray()) {
-        writeFault(place + QStringLiteral(": expected a package or an event, got a list"));
+        QString const fault = QStringLiteral("expected a package or an event, got a list");
+        if (m_style.isForPrograms)
+            writeForPrograms(1, QStringLiteral("JSON: ") + fault);
+        else
+            writeFault(m_place + QStringLiteral(": ") + fault);
     } else if (object.contains(QLatin1String("events"))) {
         ++m_packages;
-        writeLine(colored(bold, QStringLiteral("%1: package %2").arg(place).arg(m_packages).toUtf8()));
+        writeLine(colored(bold, QStringLiteral("%1: package %2").arg(m_place).arg(m_packages).toUtf8()));
         holds = readPackage(object);
     } else {
-        holds = readEvent(object, place + QStringLiteral(": event"),
+        holds = readEvent(object, m_place + QStringLiteral(": event"),
                           wireformat::checkEvent(object, QStringLiteral("event")));
     }
     m_broken += holds ? 0 : 1;
@@ -111,9 +119,11 @@ bool Report::readEvent(QJsonValue const &event, QString const &title, EventVerdi
     if (m_style.isSummaryOnly)
         return verdict.faults.isEmpty();
 
-    writeLine(colored(bold, (title + QStringLiteral(": ") + types).toUtf8()));
-    write(event, {});
-    writeLine({});
+    if (!m_style.isForPrograms) {
+        writeLine(colored(bold, (title + QStringLiteral(": ") + types).toUtf8()));
+        write(event, {});
+        writeLine({});
+    }
     for (QString const &fault : verdict.faults)
         writeFault(fault);
     return verdict.faults.isEmpty();
@@ -149,6 +159,8 @@ void Report::write(QJsonValue const &value, QByteArray const &indent)
 
 void Report::writeSummary()
 {
+    if (m_style.isForPrograms)
+        return;
     m_output.write(counted(m_packages, "package") + ", " + counted(m_events, "event") + ", " + counted(m_bytes, "byte")
                    + "; " + colored(m_broken > 0 ? red : green, counted(m_broken, "line") + " broken") + '\n');
 
@@ -167,13 +179,23 @@ void Report::writeSummary()
 
 void Report::writeFault(QString const &fault)
 {
-    if (!m_style.isSummaryOnly)
+    // Of a fault in a value only the path is known: Qt's reader does not keep columns.
+    if (m_style.isForPrograms)
+        writeForPrograms(1, fault);
+    else if (!m_style.isSummaryOnly)
         m_output.write(colored(red, fault.toUtf8()) + '\n');
+}
+
+void Report::writeForPrograms(qsizetype column, QString fault)
+{
+    // A key may hold a line break.
+    fault.replace(QLatin1Char('\n'), QLatin1String("\\n")).replace(QLatin1Char('\r'), QLatin1String("\\r"));
+    m_output.write(QStringLiteral("%1:%2: %3\n").arg(m_place, QString::number(column), fault).toUtf8());
 }
 
 void Report::writeLine(QByteArray const &line)
 {
-    if (!m_style.isSummaryOnly)
+    if (!m_style.isSummaryOnly && !m_style.isForPrograms)
         m_output.write(line + '\n');
 }
 

@@ -4,6 +4,7 @@
 #include <wireformat/model.h>
 
 #include <QtCore/QMetaEnum>
+#include <QtCore/QRegularExpression>
 #include <QtCore/QTextStream>
 
 namespace wireformat {
@@ -29,6 +30,13 @@ QString code(QString const &text)
 QString link(QString const &title)
 {
     return QStringLiteral("[%1](#%2)").arg(title, title.toLower());
+}
+
+/// A property's meaning for readers who do not see the headers: the words are in the column of values already.
+QString meaningOf(PropertyInfo const &property, DocComments const &comments)
+{
+    static QRegularExpression const headerName(QStringLiteral("; see \\w+(?:\\(\\))?"));
+    return comments.of(QStringLiteral("Property"), property.name).remove(headerName);
 }
 
 QString codes(QStringList const &texts)
@@ -119,37 +127,53 @@ QString placesOf(QString const &record)
     return places.join(QStringLiteral(", "));
 }
 
+/// A property's row in the table; keys alone would not do, as several properties have the key `target`.
+QString anchorOf(PropertyInfo const &property)
+{
+    return QStringLiteral("property-") + property.name.toLower();
+}
+
+QString keyLink(PropertyInfo const &property)
+{
+    return QStringLiteral("[%1](#%2)").arg(code(property.key), anchorOf(property));
+}
+
 void writeEvents(QTextStream &out, DocComments const &comments)
 {
     QStringList generic;
     for (Property property : model().generic)
-        generic.append(model().properties.value(property).key);
+        generic.append(keyLink(model().properties.value(property)));
 
-    out << "## The " << model().events.size() << " events\n\n"
-        << "The fields stand in the order in which the host is asked for them; on the wire they stand in the order of\n"
-        << "their keys. In front of an event's own fields are those of every event:\n"
-        << codes(generic) << ".\n";
+    out << "## The events\n\n"
+        << "There are " << model().events.size()
+        << " types of events. Each entry has the event's wire name, its meaning,\n"
+        << "the priority that the library recommends, and the event's own keys, each with a link to its row in the\n"
+        << "table of properties. The keys stand in the order in which the library asks the host for them; on the wire\n"
+        << "they stand in alphabetical order. Every event also carries\n"
+        << generic.join(QStringLiteral(",\n")) << ".\n";
     for (EventInfo const &event : model().events) {
+        QStringList keys;
+        for (Property property : event.properties)
+            keys.append(keyLink(model().properties.value(property)));
         out << "\n### " << event.name << "\n\n"
-            << comments.of(QStringLiteral("EventType"), event.type) << "\nPriority in the catalogue: "
-            << QMetaEnum::fromType<EventPriority>().valueToKey(static_cast<int>(event.priority)) << ".\n\n"
-            << "| field | value | meaning |\n|---|---|---|\n";
-        for (Property property : event.properties) {
-            PropertyInfo const info = model().properties.value(property);
-            out << "| " << code(info.key) << " | " << typeOf(info.value) << " | "
-                << comments.of(QStringLiteral("Property"), info.name) << " |\n";
-        }
+            << comments.of(QStringLiteral("EventType"), event.type)
+            << " Priority: " << QMetaEnum::fromType<EventPriority>().valueToKey(static_cast<int>(event.priority))
+            << ".\n\n"
+            << keys.join(QStringLiteral(", ")) << '\n';
     }
 }
 
 void writeProperties(QTextStream &out, DocComments const &comments)
 {
-    out << "\n## The " << model().properties.size() << " properties\n\n"
-        << comments.of(QStringLiteral("Property")) << "\n\n"
-        << "| property | key | value | meaning |\n|---|---|---|---|\n";
+    out << "\n## The properties\n\n"
+        << "There are " << model().properties.size() << " properties; each is one key of an event. Type and meaning\n"
+        << "are what receivers expect: the library writes what the host gives. Times and durations are in "
+           "milliseconds\n"
+        << "unless the meaning names another unit.\n\n"
+        << "| key | value | meaning | name in C++ |\n|---|---|---|---|\n";
     for (PropertyInfo const &property : model().properties) {
-        out << "| " << property.name << " | " << code(property.key) << " | " << typeOf(property.value) << " | "
-            << comments.of(QStringLiteral("Property"), property.name) << " |\n";
+        out << "| <a id=\"" << anchorOf(property) << "\"></a>" << code(property.key) << " | " << typeOf(property.value)
+            << " | " << meaningOf(property, comments) << " | " << property.name << " |\n";
     }
 }
 

@@ -40,7 +40,7 @@ int main(int argc, char **argv)
 
     if (argc != 3) {
         std::fputs("usage: stbanalytics-wireformat SOURCES FOLDER\n"
-                   "Reads the comments in the source tree SOURCES, and writes docs/wire-format.md and\n"
+                   "Reads the comments in the source tree SOURCES, and writes docs/receiver/wire-format.md and\n"
                    "schema/stbanalytics-events.schema.json into FOLDER.\n",
                    stderr);
         return 2;
@@ -62,8 +62,8 @@ int main(int argc, char **argv)
     if (!comments.missing().isEmpty())
         return fail(QStringLiteral("no doc comment for ") + comments.missing().join(QStringLiteral(", ")));
 
-    for (auto const &[name, bytes] :
-         {std::pair("docs/wire-format.md", document), std::pair("schema/stbanalytics-events.schema.json", schema)}) {
+    for (auto const &[name, bytes] : {std::pair("docs/receiver/wire-format.md", document),
+                                      std::pair("schema/stbanalytics-events.schema.json", schema)}) {
         if (QString const problem = write(folder.filePath(QLatin1String(name)), bytes); !problem.isEmpty())
             return fail(problem);
     }
