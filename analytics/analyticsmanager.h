@@ -27,7 +27,7 @@ class IPropertyProvider;
  *
  * A plug-in may call the manager from inside its own call. An event that it appends there is dealt with
  * before that call goes on; a flush under way neither takes it along nor loses it. A plug-in's exception
- * passes through appendEvent(), and what was to be flushed stays pending. docs/contract.md has it all.
+ * passes through appendEvent(), and what was to be flushed stays pending. docs/host/contract.md has it all.
  *
  * Nothing but an event flushes, and nothing limits what is pending: while the manager is disabled, or while
  * only events of EventPriority::Low arrive, the buffer grows. Destroying the manager discards it.
