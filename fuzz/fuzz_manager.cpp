@@ -1,3 +1,4 @@
+#include "counts.h"
 #include "managermodel.h"
 #include "random/randomvalues.h"
 
@@ -219,7 +220,7 @@ private:
             manager.setPackageSender(one<IPackageSender>({&m_senders[0], &m_senders[1]}));
             break;
         default: {
-            auto const type = static_cast<EventType>(m_random.below(44));
+            auto const type = static_cast<EventType>(m_random.below(static_cast<int>(unknownEventType) + 1));
             EventPriority const priority = m_random.oneOf(priorities);
             if (m_depth > 0 && m_random.oneIn(2)) {
                 append(number, type, priority);

@@ -1,3 +1,5 @@
+#include "counts.h"
+
 #include <analytics/catalogue_p.h>
 
 #include <QtCore/QMetaEnum>
@@ -258,13 +260,13 @@ void TestCatalogue::keys()
 
 void TestCatalogue::keyTable()
 {
-    QCOMPARE(expectedKeys.size(), 139);
-    QCOMPARE(propertyKeys.size(), 139);
-    QCOMPARE(std::size(propertyKeyRows), size_t(140));
+    QCOMPARE(propertyKeys.size(), propertyCount);
+    QVERIFY2(expectedKeys.size() == propertyCount, "expectedKeys: a row for each property");
+    QCOMPARE(std::size(propertyKeyRows), size_t(propertyCount + 1));
     QCOMPARE(propertyKeyRows[53].property, Property::Location);
     QCOMPARE(propertyKeyRows[56].property, Property::Location);
     QCOMPARE(propertyKeyRows[56].key, "location");
-    QVERIFY(propertyKeys.value(static_cast<Property>(139)).isNull());
+    QVERIFY(propertyKeys.value(unknownProperty).isNull());
     QVERIFY(propertyKeys.value(static_cast<Property>(-1)).isNull());
 
     QHash<QByteArray, QByteArrayList> properties;
@@ -312,8 +314,8 @@ void TestCatalogue::events()
 
 void TestCatalogue::eventTableAsAWhole()
 {
-    QCOMPARE(expectedEvents.size(), 42);
-    QCOMPARE(eventTable.size(), 42);
+    QCOMPARE(eventTable.size(), eventTypeCount);
+    QVERIFY2(expectedEvents.size() == eventTypeCount, "expectedEvents: a row for each type of event");
     QVERIFY(!eventTable.contains(EventType::Invalid));
 
     QHash<qsizetype, int> typesByLength;

@@ -1,3 +1,4 @@
+#include "counts.h"
 #include "support.h"
 
 #include <analytics/analyticsmanager.h>
@@ -624,7 +625,7 @@ void TestManager::unknownTypeTravelsEmpty()
     recorded.manager.setEventSerializer(&json);
     recorded.manager.setEnabled(true);
     recorded.manager.appendEvent(EventType::Invalid, 1, 0ms, {}, EventPriority::Low);
-    recorded.manager.appendEvent(EventType(43), 2, 0ms, {}, EventPriority::High);
+    recorded.manager.appendEvent(unknownEventType, 2, 0ms, {}, EventPriority::High);
     recorded.manager.appendEvent(EventType::Invalid, 3, 0ms, {}, EventPriority::Medium);
     QCOMPARE(recorded.journal.calls, calls({"send {\"events\":[]} high", "send {\"events\":[,]} normal"}));
 }

@@ -1,3 +1,4 @@
+#include "counts.h"
 #include "logcapture.h"
 #include "support.h"
 
@@ -90,7 +91,7 @@ void TestSerializer::unknownType_data()
     QTest::addColumn<EventType>("type");
 
     QTest::newRow("Invalid") << EventType::Invalid;
-    QTest::newRow("past the last") << EventType(43);
+    QTest::newRow("past the last") << unknownEventType;
     QTest::newRow("negative") << EventType(-1);
 }
 
@@ -115,9 +116,9 @@ void TestSerializer::whatIsAskedFor()
     ScriptedProvider const provider;
     AnalyticsEventData const data = eventOf(EventType::SearchResult);
     m_serializer.serialize(&provider, data,
-                           {Property::Uid, Property::EventId, Property::Uid, Property(139), Property(-1)});
+                           {Property::Uid, Property::EventId, Property::Uid, unknownProperty, Property(-1)});
     QCOMPARE(provider.asked,
-             (QList<Property>{Property::Uid, Property::EventId, Property::Uid, Property(139), Property(-1),
+             (QList<Property>{Property::Uid, Property::EventId, Property::Uid, unknownProperty, Property(-1),
                               Property::San, Property::Query, Property::TotalItems}));
     QCOMPARE(provider.askedFor, &data);
 }
@@ -243,11 +244,11 @@ void TestSerializer::sharedKey()
 void TestSerializer::propertyWithoutKey()
 {
     ScriptedProvider provider;
-    provider.values[Property(139)] = {QStringLiteral("lost")};
+    provider.values[unknownProperty] = {QStringLiteral("lost")};
     provider.values[Property(-1)] = {QStringLiteral("lost")};
     provider.values[Property::ZapTime] = {1};
     QCOMPARE(m_serializer.serialize(&provider, eventOf(EventType::SearchResult),
-                                    {Property(139), Property::ZapTime, Property(-1)}),
+                                    {unknownProperty, Property::ZapTime, Property(-1)}),
              QByteArray("{\"zap_time\":1}"));
 }
 

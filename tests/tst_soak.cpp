@@ -1,3 +1,5 @@
+#include "counts.h"
+
 #include <analytics/analyticsmanager.h>
 #include <analytics/ipackagesender.h>
 #include <analytics/ipropertyprovider.h>
@@ -23,7 +25,6 @@ using namespace analytics;
 
 namespace {
 
-constexpr int eventTypeCount = 42;
 #ifdef __SANITIZE_ADDRESS__
 constexpr int usualEvents = 100000;
 #else

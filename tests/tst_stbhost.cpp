@@ -1,3 +1,4 @@
+#include "counts.h"
 #include "patience.h"
 #include "support.h"
 
@@ -669,7 +670,6 @@ void tst_Stbhost::everyPropertyIsRead_data()
 {
     QTest::addColumn<Property>("property");
     auto const metaEnum = QMetaEnum::fromType<Property>();
-    QCOMPARE(metaEnum.keyCount(), 139);
     for (int i = 0; i < metaEnum.keyCount(); ++i)
         QTest::newRow(metaEnum.key(i)) << static_cast<Property>(metaEnum.value(i));
 }
@@ -1336,7 +1336,7 @@ void tst_Stbhost::eveningTellsEveryEvent()
         QVERIFY2(time > before, QByteArray::number(time).constData());
         before = time;
     }
-    QCOMPARE(eventKeys.size(), size_t(42));
+    QVERIFY2(eventKeys.size() == size_t(eventTypeCount), "eventKeys: a row for each type of event");
     for (auto const &[name, keys] : eventKeys)
         QVERIFY2(told.contains(name), name.constData());
     Keys const records

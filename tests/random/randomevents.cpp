@@ -2,6 +2,8 @@
 
 #include "randomvalues.h"
 
+#include "counts.h"
+
 #include <QtCore/QBitArray>
 #include <QtCore/QCborArray>
 #include <QtCore/QCborMap>
@@ -365,13 +367,13 @@ template <typename From, typename... To> void addConverters(RecordList<To...>)
 
 EventType randomType(Random &random)
 {
-    constexpr int outOfRange[] = {0, 43, -1, 1000, INT_MIN, INT_MAX};
-    return static_cast<EventType>(random.oneIn(24) ? random.oneOf(outOfRange) : random.between(1, 42));
+    constexpr int outOfRange[] = {0, eventTypeCount + 1, -1, 1000, INT_MIN, INT_MAX};
+    return static_cast<EventType>(random.oneIn(24) ? random.oneOf(outOfRange) : random.between(1, eventTypeCount));
 }
 
 QList<Property> randomProperties(Random &random)
 {
-    constexpr int outOfRange[] = {139, 140, 191, 192, -1, 1000, INT_MIN, INT_MAX};
+    constexpr int outOfRange[] = {propertyCount, propertyCount + 1, 191, 192, -1, 1000, INT_MIN, INT_MAX};
     int const chance = random.below(20);
     if (chance < 6)
         return {Property::EventId,   Property::EventVersion, Property::EventCounter,
@@ -380,8 +382,8 @@ QList<Property> randomProperties(Random &random)
         return {};
 
     // Where the list draws on few properties they come again and again.
-    int const first = random.oneIn(2) ? 0 : random.below(139);
-    int const count = first == 0 ? 139 : random.between(1, 139 - first);
+    int const first = random.oneIn(2) ? 0 : random.below(propertyCount);
+    int const count = first == 0 ? propertyCount : random.between(1, propertyCount - first);
     QList<Property> properties;
     for (int left = chance < 19 ? random.below(16) : random.below(201); left > 0; --left) {
         int const kind = random.below(16);
