@@ -10,6 +10,6 @@ function(stbanalytics_count)
         target_compile_options(${target} PRIVATE --coverage -fprofile-abs-path -fprofile-update=atomic)
     endforeach()
     target_link_options(stbanalytics_testkit INTERFACE --coverage) # Installed, too: a host's tests link it.
-    target_sources(stbhost PRIVATE ${PROJECT_SOURCE_DIR}/tests/coverageexit.cpp)
+    target_sources(stbhost PRIVATE ${PROJECT_SOURCE_DIR}/tests/support/coverageexit.cpp)
     target_link_options(stbhost PRIVATE LINKER:--wrap=_exit)
 endfunction()

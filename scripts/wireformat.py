@@ -20,7 +20,7 @@ import sys
 import jsonschema
 
 ROOT = pathlib.Path(__file__).resolve().parent.parent
-DATA = ROOT / "tests/data/wireformat"
+DATA = ROOT / "tests/tools/data"
 
 # What neither constrains a value nor names what does.
 ANNOTATIONS = {"$id", "title", "description"}

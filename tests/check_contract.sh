@@ -37,8 +37,8 @@ awk -v complaints="$complaints" '
 # What the programs themselves say they have.
 sed 's/::.*//' "$work/named" | sort -u | while read -r program; do
     if [ "$program" = ctest ]; then
-        sed -nE 's/.*(add_test\(NAME |stbanalytics_output_test\()([a-z_]*) .*/ctest::\2/p' \
-            "$(dirname "$0")/CMakeLists.txt"
+        find "$(dirname "$0")" -name CMakeLists.txt -exec \
+            sed -nE 's/.*(add_test\(NAME |stbanalytics_output_test\()([a-z_]*) .*/ctest::\2/p' {} +
         continue
     fi
     if [ ! -x "$folder/tst_$program" ]; then

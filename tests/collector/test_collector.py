@@ -16,7 +16,7 @@ from typing import Any
 
 from support import JSON, LIMIT, PROGRAM, ROOT, CollectorTest, envelope, zap
 
-DATA = ROOT / "tests/data/wireformat"
+DATA = ROOT / "tests/tools/data"
 
 
 class Packages(CollectorTest):

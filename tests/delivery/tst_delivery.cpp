@@ -72,7 +72,7 @@ struct Reply
     bool closes = false;
 };
 
-/// A file of tests/data/tls, where `make` says what is in each.
+/// A file of tests/delivery/tls, where `make` says what is in each.
 QString tlsFile(char const *name)
 {
     return QStringLiteral(TLS_DATA "/%1").arg(QLatin1String(name));

@@ -185,11 +185,11 @@ void TestEnums::registration()
 
 void TestEnums::lookups()
 {
-    QVERIFY2(QMetaEnum::fromType<Property>().keyCount() == propertyCount, "raise propertyCount in tests/counts.h");
+    QVERIFY2(QMetaEnum::fromType<Property>().keyCount() == propertyCount, "raise propertyCount in tests/support/counts.h");
     QCOMPARE(QMetaEnum::fromType<Property>().keyToValue("ZapTime"), 138);
     QCOMPARE(QMetaEnum::fromType<Property>().valueToKey(55), "LinkFaults");
     QVERIFY2(QMetaEnum::fromType<EventType>().keyCount() == eventTypeCount + 1,
-             "raise eventTypeCount in tests/counts.h");
+             "raise eventTypeCount in tests/support/counts.h");
     QCOMPARE(QMetaEnum::fromType<EventType>().valueToKey(0), "Invalid");
     QCOMPARE(QMetaEnum::fromType<EventType>().valueToKey(42), "KivoStatus");
     QCOMPARE(QMetaEnum::fromType<EventPriority>().keyToValue("Low"), 0);

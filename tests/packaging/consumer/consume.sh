@@ -103,7 +103,7 @@ subdirectory)
     ;;
 logging_elsewhere)
     mkdir "$work/elsewhere"
-    cp "$build/tests/hostlogging/liblogging.so" "$work/elsewhere"
+    cp "$build/tests/packaging/hostlogging/liblogging.so" "$work/elsewhere"
     build_release "-DSTBANALYTICS_LOGGING=$work/elsewhere/liblogging.so" \
         "-DCMAKE_INSTALL_PREFIX=$prefix" "-DCMAKE_INSTALL_LIBDIR=$work/libraries"
     for component in Runtime Development; do

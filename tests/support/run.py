@@ -1,5 +1,5 @@
 #!/usr/bin/env -S python3 -B -X utf8
-"""Runs the unittest tests of a folder in several processes: tests/run.py FOLDER [--jobs N] [PATTERN...]
+"""Runs the unittest tests of a folder in several processes: tests/support/run.py FOLDER [--jobs N] [PATTERN...]
 
 With patterns: only those tests whose name one of them is found in. Prints what a test prints when the test has ended, a
 line `SKIP: test: reason` for each that was skipped, and the number of each kind. The exit status is 1 if a test failed or

@@ -18,7 +18,7 @@ from dataclasses import dataclass
 from pathlib import Path
 from typing import Any, Callable, Iterable
 
-ROOT = Path(__file__).resolve().parents[2]
+ROOT = Path(__file__).resolve().parents[3]
 STBHOST = os.environ.get("STBHOST", str(ROOT / "build/release/examples/stbhost/stbhost"))
 COLLECTOR = str(ROOT / "examples/collector/collector")
 EVENING = str(ROOT / "examples/stbhost/evening.jsonl")
