@@ -21,7 +21,7 @@ namespace analytics {
 
 template <typename Record> static void writeRecord(JsonBuffer &out, void const *data)
 {
-    static_assert(isDescribed<Record>, "this record has no members<...> in recordmembers_p.h");
+    static_assert(isDescribed<Record>, "this record has no members<...> in recordfields_p.h");
     static_assert(isSorted(members<Record>), "the members of a record stand in the order of their keys, none twice");
     Record const &record = *static_cast<Record const *>(data);
     char *const begin = out.room(maxBytes(record, members<Record>) + json::roomForKey);

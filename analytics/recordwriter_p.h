@@ -1,13 +1,13 @@
 #pragma once
 
-#include <analytics/recordmembers_p.h>
+#include <analytics/recordfields_p.h>
 
 #include <optional>
 #include <type_traits>
 
 /**
  * @file
- * @brief Writes a record as its description in recordmembers_p.h tells. Only the serializer includes it.
+ * @brief Writes a record as its description in recordfields_p.h tells. Only the serializer includes it.
  */
 
 namespace analytics {

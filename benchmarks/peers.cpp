@@ -1,7 +1,7 @@
 #include "peers.h"
 
 #include <analytics/catalogue_p.h>
-#include <analytics/recordmembers_p.h>
+#include <analytics/recordfields_p.h>
 
 #include <nlohmann/json.hpp>
 

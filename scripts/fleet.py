@@ -22,7 +22,7 @@ from pathlib import Path
 DOCUMENT = Path("docs/fleet.md")
 EVENING = Path("examples/stbhost/evening.jsonl")
 CATALOGUE = Path("analytics/catalogue_p.h").read_text()
-RECORD_MEMBERS = Path("analytics/recordmembers_p.h").read_text()
+RECORD_MEMBERS = Path("analytics/recordfields_p.h").read_text()
 FLEETS = (1, 100_000, 10_000_000)
 BATCH = 100
 

@@ -2,7 +2,7 @@
 
 #include <wireformat/model.h>
 
-#include <analytics/recordmembers_p.h>
+#include <analytics/recordfields_p.h>
 
 #include <limits>
 #include <string_view>
