@@ -7,28 +7,30 @@
 
 /**
  * @file
- * @brief The index over the catalogue. Only jsoneventserializer.cpp includes it.
+ * @brief The catalogue as the serializer reads it. Only jsoneventserializer.cpp includes this header.
  */
 
 namespace analytics {
 
 namespace {
 
-/// The catalogue as the serializer reads it. The keys have the order in which Qt's JSON objects keep them, so that an
-/// event's members can be put into their places without a comparison.
+/// Finds an event's entry by its type, and a property's key by the rank of the key. Ranks have the order in which Qt's
+/// JSON objects sort keys, so that an event's members are sorted without a comparison. Properties with the same key
+/// have the same rank.
 class CatalogueIndex
 {
 public:
     static constexpr int propertyCount = endOf(propertyKeyRows, &PropertyKeyRow::property);
     static constexpr int eventTypeCount = endOf(eventRows, &EventRow::type);
-    static constexpr unsigned noPlace = 0xff;
-    static_assert(propertyCount <= int(noPlace), "a place no longer fits its quint8");
+    static constexpr unsigned noRank = 0xff;
+    static_assert(propertyCount <= int(noRank), "a rank no longer fits its quint8");
 
-    [[gnu::cold]] CatalogueIndex()
+    [[gnu::cold]] CatalogueIndex() // Runs once.
     {
         for (auto it = eventTable.begin(); it != eventTable.end(); ++it)
             m_events[static_cast<int>(it.key())] = &*it;
 
+        // An insertion sort: std::sort and std::unique would take more code.
         QLatin1String keys[propertyCount];
         QLatin1String *end = keys;
         for (QLatin1String key : propertyKeys) {
@@ -40,34 +42,34 @@ public:
             }
         }
         std::transform(keys, end, m_keys, [](QLatin1String key) {
-            return json::Key({key.data(), static_cast<std::size_t>(key.size())});
+            return json::PackedKey({key.data(), static_cast<std::size_t>(key.size())});
         });
 
-        std::fill(std::begin(m_places), std::end(m_places), quint8(noPlace));
+        std::fill(std::begin(m_ranks), std::end(m_ranks), quint8(noRank));
         for (auto it = propertyKeys.begin(); it != propertyKeys.end(); ++it)
-            m_places[static_cast<int>(it.key())] = static_cast<quint8>(std::lower_bound(keys, end, *it) - keys);
+            m_ranks[static_cast<int>(it.key())] = static_cast<quint8>(std::lower_bound(keys, end, *it) - keys);
     }
 
-    /// An event's entry, or null for a type that has none.
+    /// An event's entry, or null for a type without one.
     EventProperties const *event(EventType type) const
     {
         auto const index = static_cast<unsigned>(type);
         return index < eventTypeCount ? m_events[index] : nullptr;
     }
 
-    /// The place of a property's key, or noPlace for a property that has none.
-    unsigned placeOf(Property property) const
+    /// The rank of a property's key, or noRank for a property without a key.
+    unsigned rankOf(Property property) const
     {
         auto const index = static_cast<unsigned>(property);
-        return index < propertyCount ? m_places[index] : noPlace;
+        return index < propertyCount ? m_ranks[index] : noRank;
     }
 
-    json::Key const &keyAt(unsigned place) const { return m_keys[place]; }
+    json::PackedKey const &keyAt(unsigned rank) const { return m_keys[rank]; }
 
 private:
     EventProperties const *m_events[eventTypeCount] = {};
-    json::Key m_keys[propertyCount];
-    quint8 m_places[propertyCount];
+    json::PackedKey m_keys[propertyCount];
+    quint8 m_ranks[propertyCount];
 };
 
 CatalogueIndex const catalogue;

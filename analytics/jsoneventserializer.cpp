@@ -12,6 +12,9 @@
 
 #include <algorithm>
 
+// Functions marked [[gnu::cold]] are compiled for size. Q_ALWAYS_INLINE and Q_NEVER_INLINE keep the code for strings,
+// the most frequent values, inline in the function that inserts a property, and the code for other values out of it.
+
 namespace analytics {
 
 // Values
@@ -21,13 +24,13 @@ namespace {
 enum class Written {
     Nothing, ///< The value is null, or a record without members.
     Value,
-    Undefined, ///< Not a value at all: Qt's JSON objects take a key away when they are given this for it.
+    Undefined, ///< QJsonValue::Undefined, which removes a member written earlier, as in QJsonObject::insert().
 };
 
 } // namespace
 
-/// A record without members is as good as none.
-static Written writtenSince(qsizetype begin, JsonBuffer &out)
+/// Rolls back a record without members, which counts as no value.
+static Written keepUnlessEmpty(qsizetype begin, JsonBuffer &out)
 {
     if (out.size() - begin > 2)
         return Written::Value;
@@ -35,9 +38,41 @@ static Written writtenSince(qsizetype begin, JsonBuffer &out)
     return Written::Nothing;
 }
 
-/// Writes a value of any type as the rules have it: in its plain form where Qt knows one, which goes into plainForm too
-/// where that is given, else as the first record that it can be converted to.
-static Written writeByTheRules(JsonBuffer &out, QVariant const &value, std::optional<QJsonValue> *plainForm)
+static void appendInteger(JsonBuffer &out, qint64 number)
+{
+    out.commit(json::writeInteger(out.reserve(json::maxBytesOfNumber), number));
+}
+
+static void appendNumber(JsonBuffer &out, double number)
+{
+    out.commit(json::writeNumber(out.reserve(json::maxBytesOfNumber), number));
+}
+
+Q_ALWAYS_INLINE static void appendString(JsonBuffer &out, QString const &text)
+{
+    out.commit(json::writeString(out.reserve(json::maxBytesOfString(text)), text));
+}
+
+static void appendLiteral(JsonBuffer &out, QByteArrayView json)
+{
+    out.commit(json::writeLiteral(out.reserve(json.size()), json));
+}
+
+/// Appends a list. The function appends one element to the buffer.
+template <typename List, typename Append>
+static void appendList(JsonBuffer &out, List const &list, Append appendElement)
+{
+    appendLiteral(out, "[");
+    for (auto const &element : list) {
+        appendElement(out, element);
+        appendLiteral(out, ",");
+    }
+    out.commit(json::closeList(out.reserve(1)));
+}
+
+/// Appends a value of any type: in the form that QJsonValue::fromVariant() gives it, or else as the first record that
+/// the value converts to. Stores what fromVariant() gave in plainForm, unless that is null.
+static Written appendGenericValue(JsonBuffer &out, QVariant const &value, std::optional<QJsonValue> *plainForm)
 {
     QJsonValue const plain = QJsonValue::fromVariant(value);
     if (plainForm)
@@ -46,129 +81,107 @@ static Written writeByTheRules(JsonBuffer &out, QVariant const &value, std::opti
         return Written::Undefined;
     if (!plain.isNull()) {
         QByteArray const array = QJsonDocument(QJsonArray{plain}).toJson(QJsonDocument::Compact);
-        out.setEnd(json::writeLiteral(out.room(array.size()), QByteArrayView(array).sliced(1, array.size() - 2)));
+        appendLiteral(out, QByteArrayView(array).sliced(1, array.size() - 2));
         return Written::Value;
     }
 
-    // Few values get here, and most of these are of a host's own types, so that there is time to look anew.
-    qsizetype const begin = out.size();
-    anyOf(registeredRecords.refresh(), [&out, &value](int index) {
-        QMetaType const recordType = registeredRecords.type(index);
+    // Few values come here, so there is time for a refresh.
+    for (RecordTypeSet left = registeredRecordTypes.refresh(); left != 0; left = withoutFirst(left)) {
+        int const index = firstOf(left);
+        QMetaType const recordType = registeredRecordTypes.type(index);
         if (!QMetaType::canConvert(value.metaType(), recordType))
-            return false;
+            continue;
+        qsizetype const begin = out.size();
         if (value.metaType() == recordType)
-            recordTypes[index].write(out, value.constData());
+            recordTypes[index].append(out, value.constData());
         else
-            recordTypes[index].writeConverted(out, value, recordType);
-        return true;
-    });
-    return writtenSince(begin, out);
+            recordTypes[index].appendConverted(out, value, recordType);
+        return keepUnlessEmpty(begin, out);
+    }
+    return Written::Nothing;
 }
 
-static void writeInteger(JsonBuffer &out, qint64 number)
-{
-    out.setEnd(json::writeInteger(out.room(json::roomForNumber), number));
-}
+Q_NEVER_INLINE static Written appendUncommonValue(JsonBuffer &out, QVariant const &value,
+                                                  std::optional<QJsonValue> *plainForm);
 
-Q_ALWAYS_INLINE static void writeString(JsonBuffer &out, QString const &text)
+/// Appends a value of any type. Most values are strings.
+Q_ALWAYS_INLINE static Written appendValue(JsonBuffer &out, QVariant const &value,
+                                           std::optional<QJsonValue> *plainForm = nullptr)
 {
-    out.setEnd(json::writeString(out.room(json::roomForString(text)), text));
-}
-
-static void writeLiteral(JsonBuffer &out, QByteArrayView json)
-{
-    out.setEnd(json::writeLiteral(out.room(json.size()), json));
-}
-
-Q_NEVER_INLINE static Written writeOther(JsonBuffer &out, QVariant const &value, std::optional<QJsonValue> *plainForm);
-
-/// Writes a value, which mostly is a string.
-Q_ALWAYS_INLINE static Written write(JsonBuffer &out, QVariant const &value,
-                                     std::optional<QJsonValue> *plainForm = nullptr)
-{
-    // The variant's public functions are calls into Qt, four for each value, and would cost as much as all the rest.
+    // The public functions of QVariant are calls into Qt, four for each value, and cost as much as the rest.
     QVariant::DataPtr const &held = value.data_ptr();
     if (held.is_null)
         return Written::Nothing;
     if (held.typeInterface()->typeId.loadRelaxed() != QMetaType::QString)
-        return writeOther(out, value, plainForm);
-    writeString(out, *static_cast<QString const *>(held.storage()));
+        return appendUncommonValue(out, value, plainForm);
+    appendString(out, *static_cast<QString const *>(held.storage()));
     return Written::Value;
 }
 
-/// Writes a list, whose elements are written by a function that takes the buffer and the element.
-template <typename List, typename Write> static void writeList(JsonBuffer &out, List const &list, Write writeElement)
-{
-    writeLiteral(out, "[");
-    for (auto const &element : list) {
-        writeElement(out, element);
-        writeLiteral(out, ",");
-    }
-    out.setEnd(json::writeEndOfList(out.room(1)));
-}
-
-static Written writeOther(JsonBuffer &out, QVariant const &value, std::optional<QJsonValue> *plainForm)
+/// Appends a value that is not a string and not flagged as null.
+static Written appendUncommonValue(JsonBuffer &out, QVariant const &value, std::optional<QJsonValue> *plainForm)
 {
     QVariant::DataPtr const &held = value.data_ptr();
-    QMetaType const type = held.type();
     void const *const data = held.storage();
 
-    // Types whose plain form is the same with every version of Qt and on every processor.
+    // These types have the same form with every version of Qt and on every processor.
     switch (held.typeInterface()->typeId.loadRelaxed()) {
     case QMetaType::Bool:
-        writeLiteral(out, *static_cast<bool const *>(data) ? "true" : "false");
+        appendLiteral(out, *static_cast<bool const *>(data) ? "true" : "false");
         return Written::Value;
     case QMetaType::Int:
-        writeInteger(out, *static_cast<int const *>(data));
+        appendInteger(out, *static_cast<int const *>(data));
         return Written::Value;
     case QMetaType::UInt:
-        writeInteger(out, *static_cast<uint const *>(data));
+        appendInteger(out, *static_cast<uint const *>(data));
         return Written::Value;
     case QMetaType::LongLong:
-        writeInteger(out, *static_cast<qlonglong const *>(data));
+        appendInteger(out, *static_cast<qlonglong const *>(data));
         return Written::Value;
     case QMetaType::ULongLong:
         if (qulonglong const number = *static_cast<qulonglong const *>(data);
             number <= static_cast<qulonglong>(std::numeric_limits<qlonglong>::max()))
-            writeInteger(out, static_cast<qlonglong>(number));
+            appendInteger(out, static_cast<qlonglong>(number));
         else
-            out.setEnd(json::writeNumber(out.room(json::roomForNumber), static_cast<double>(number)));
+            appendNumber(out, static_cast<double>(number));
         return Written::Value;
     case QMetaType::Double:
-        // One that is not finite has no plain form.
+        // Qt gives null for one that is not finite.
         if (double const number = *static_cast<double const *>(data); qIsFinite(number)) {
-            out.setEnd(json::writeNumber(out.room(json::roomForNumber), number));
+            appendNumber(out, number);
             return Written::Value;
         }
         break;
     case QMetaType::QStringList:
-        writeList(out, *static_cast<QStringList const *>(data),
-                  [](JsonBuffer &elements, QString const &element) { writeString(elements, element); });
+        appendList(out, *static_cast<QStringList const *>(data),
+                   [](JsonBuffer &elements, QString const &element) { appendString(elements, element); });
         return Written::Value;
     case QMetaType::QVariantList:
-        writeList(out, *static_cast<QVariantList const *>(data), [](JsonBuffer &elements, QVariant const &element) {
-            if (write(elements, element) != Written::Value)
-                writeLiteral(elements, "null");
+        appendList(out, *static_cast<QVariantList const *>(data), [](JsonBuffer &elements, QVariant const &element) {
+            if (appendValue(elements, element) != Written::Value)
+                appendLiteral(elements, "null");
         });
         return Written::Value;
     default:
-        if (int const index = recordNames.indexOf(type.name()); index >= 0 && !leadsElsewhere(type, index)) {
+        if (int const index = recordTypeIndex.indexOf(held.type().name());
+            index >= 0 && !hasOverridingConverter(held.type(), index)) {
             qsizetype const begin = out.size();
-            recordTypes[index].write(out, data);
-            return writtenSince(begin, out);
+            recordTypes[index].append(out, data);
+            return keepUnlessEmpty(begin, out);
         }
-        if (value.isNull()) // A pointer
+        if (value.isNull()) // A pointer.
             return Written::Nothing;
         break;
     }
-    return writeByTheRules(out, value, plainForm);
+    return appendGenericValue(out, value, plainForm);
 }
 
 // Events
 
 namespace {
 
-/// Whether a type is one of the numeric ones that are written without asking Qt for their plain form, int apart.
+/// Whether a type is one of the numeric types that are written without asking Qt for their plain form. An int is
+/// handled by the caller.
 bool isNumber(int type)
 {
     switch (type) {
@@ -182,35 +195,35 @@ bool isNumber(int type)
     }
 }
 
-/// The object of one event: its members as they come, put into the order of their keys at the end.
+/// The object of one event. Members are collected as they come; toJson() puts them into the order of their keys.
 class EventObject
 {
 public:
     void insert(Property property, QVariant &&value)
     {
-        unsigned const place = catalogue.placeOf(property);
+        unsigned const rank = catalogue.rankOf(property);
         qsizetype const begin = m_bytes.size();
-        if (Q_UNLIKELY(place == CatalogueIndex::noPlace)) {
-            // Nobody will see it, but a host's converter is called all the same.
-            write(m_bytes, value);
+        if (Q_UNLIKELY(rank == CatalogueIndex::noRank)) {
+            // Nothing is written, but the value is encoded: a host notices whether its converter is called.
+            appendValue(m_bytes, value);
             m_bytes.truncate(begin);
             return;
         }
 
-        m_bytes.setEnd(json::writeKey(m_bytes.room(json::roomForKey), catalogue.keyAt(place)));
+        m_bytes.commit(json::writeKey(m_bytes.reserve(json::maxBytesOfKey), catalogue.keyAt(rank)));
         qsizetype const beginOfValue = m_bytes.size();
         bool const isInLine = property == Property::EventId || property == Property::EventCounter;
-        Written const written = write(m_bytes, value, isInLine ? &m_plainForm : nullptr);
+        Written const written = appendValue(m_bytes, value, isInLine ? &m_plainForm : nullptr);
 
         if (written == Written::Value && !isEmptyFrom(beginOfValue)) {
-            takeAway(place);
-            m_members[place] = {begin, m_bytes.size() - begin};
-            m_taken[place / 64] |= bitOf(place);
+            remove(rank);
+            m_members[rank] = {begin, m_bytes.size() - begin};
+            m_taken[rank / 64] |= bitOf(rank);
         } else {
             m_bytes.truncate(begin);
             if (written != Written::Undefined)
                 return;
-            takeAway(place);
+            remove(rank);
         }
         if (isInLine)
             keepForLine(property, std::move(value));
@@ -224,24 +237,24 @@ public:
 
     QByteArray toJson() const
     {
-        qsizetype const size = m_bytes.size() - m_replaced;
+        qsizetype const size = m_bytes.size() - m_bytesRemoved;
         if (size == 0)
             return QByteArrayLiteral("{}");
 
         QByteArray object(size + 1, Qt::Uninitialized);
-        char *at = object.data();
+        char *cursor = object.data();
         for (unsigned word = 0; word < wordCount; ++word) {
             for (quint64 taken = m_taken[word]; taken != 0; taken &= taken - 1) {
                 Member const &next = m_members[word * 64 + qCountTrailingZeroBits(taken)];
-                at = json::writeLiteral(at, {m_bytes.at(next.begin), next.size});
+                cursor = json::writeLiteral(cursor, {m_bytes.at(next.begin), next.size});
             }
         }
-        json::writeObject(object.data(), at);
+        json::closeObject(object.data(), cursor);
         return object;
     }
 
 private:
-    /// A key's bytes with its value's.
+    /// The bytes of a key and its value.
     struct Member
     {
         qsizetype begin;
@@ -250,17 +263,18 @@ private:
 
     static constexpr unsigned wordCount = (CatalogueIndex::propertyCount + 63) / 64;
 
-    static constexpr quint64 bitOf(unsigned place) { return Q_UINT64_C(1) << (place % 64); }
+    static constexpr quint64 bitOf(unsigned rank) { return Q_UINT64_C(1) << (rank % 64); }
 
-    /// Keeps what the diagnostic line shows. The bytes do not tell: a null among them may have been a number.
+    /// Keeps the values that the diagnostic line shows. The bytes do not tell: a null among them may have been a
+    /// number.
     Q_NEVER_INLINE void keepForLine(Property property, QVariant &&value)
     {
-        // What is neither a string nor a number has no plain form, or has just been given one.
+        // A value that is neither a string nor a number has no plain form, or m_plainForm holds it.
         int const type = value.metaType().id();
         if (property == Property::EventId) {
             m_eventId = type == QMetaType::QString ? std::move(*static_cast<QString *>(value.data()))
                                                    : m_plainForm.value_or(QJsonValue()).toString();
-            if (!m_eventId.data_ptr().isMutable()) // Characters in foreign memory may be gone by then.
+            if (!m_eventId.data_ptr().isMutable()) // The host may overwrite characters in its own memory.
                 m_eventId.detach();
         } else if (type == QMetaType::Int) {
             m_eventCounter = *static_cast<int const *>(value.constData());
@@ -271,19 +285,21 @@ private:
         m_plainForm.reset();
     }
 
-    /// Of the values that begin like a string, a list or an object, the empty ones are those of two bytes.
+    /// Whether the value from begin on is an empty string, list or object: "", [] and {} have two bytes.
     bool isEmptyFrom(qsizetype begin) const
     {
         char const first = *m_bytes.at(begin);
         return m_bytes.size() - begin == 2 && (first == '"' || first == '[' || first == '{');
     }
 
-    /// Takes away the member that is in a place, if there is one.
-    void takeAway(unsigned place)
+    bool has(unsigned rank) const { return m_taken[rank / 64] & bitOf(rank); }
+
+    /// Removes the member whose key has the rank, if there is one.
+    void remove(unsigned rank)
     {
-        if (m_taken[place / 64] & bitOf(place)) {
-            m_replaced += m_members[place].size;
-            m_taken[place / 64] &= ~bitOf(place);
+        if (has(rank)) {
+            m_bytesRemoved += m_members[rank].size;
+            m_taken[rank / 64] &= ~bitOf(rank);
         }
     }
 
@@ -291,8 +307,8 @@ private:
     std::optional<QJsonValue> m_plainForm;
     QString m_eventId;
     int m_eventCounter = 0;
-    quint64 m_taken[wordCount] = {};
-    qsizetype m_replaced = 0; // So many of the bytes are of members that have been taken away.
+    quint64 m_taken[wordCount] = {}; // A bit for each member, by the rank of its key.
+    qsizetype m_bytesRemoved = 0; // The bytes of removed members stay in m_bytes.
     Member m_members[CatalogueIndex::propertyCount];
 };
 

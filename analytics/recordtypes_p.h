@@ -5,34 +5,35 @@
 #include <QtCore/QMetaType>
 #include <QtCore/QMutex>
 #include <QtCore/QVariant>
+#include <QtCore/QtAlgorithms>
 
 #include <array>
 #include <atomic>
 
 /**
  * @file
- * @brief The types of records: their names, the index by name, and which of them are registered with Qt. Only
- * jsoneventserializer.cpp includes it.
+ * @brief The record types: their names, an index by name, and which of them are registered with Qt. Only
+ * jsoneventserializer.cpp includes this header.
  */
 
 namespace analytics {
 
-template <typename Record> static void writeRecord(JsonBuffer &out, void const *data)
+template <typename Record> static void appendRecord(JsonBuffer &out, void const *data)
 {
-    static_assert(isDescribed<Record>, "this record has no members<...> in recordfields_p.h");
-    static_assert(isSorted(members<Record>), "the members of a record stand in the order of their keys, none twice");
+    static_assert(isDescribed<Record>, "this record has no fieldsOf<...> in recordfields_p.h");
+    static_assert(isSorted(fieldsOf<Record>), "the fields of a record stand in the order of their keys, none twice");
     Record const &record = *static_cast<Record const *>(data);
-    char *const begin = out.room(maxBytes(record, members<Record>) + json::roomForKey);
-    out.setEnd(write(begin, record, members<Record>));
+    char *const begin = out.reserve(maxBytesOfObject(record, packedRowsOf<Record>) + json::maxBytesOfKey);
+    out.commit(writeObject(begin, record, packedRowsOf<Record>));
 }
 
-/// A value that does not hold the record itself is converted; where the converter fails, the record stays as it began.
+/// Converts the value to the record. If the converter fails, the record is written as it is default-constructed.
 template <typename Record>
-[[gnu::cold]] static void writeConverted(JsonBuffer &out, QVariant const &value, QMetaType recordType)
+[[gnu::cold]] static void appendConvertedRecord(JsonBuffer &out, QVariant const &value, QMetaType recordType)
 {
     Record record{};
     QMetaType::convert(value.metaType(), value.constData(), recordType, &record);
-    writeRecord<Record>(out, &record);
+    appendRecord<Record>(out, &record);
 }
 
 namespace {
@@ -40,13 +41,13 @@ namespace {
 struct RecordType
 {
     std::string_view name;
-    void (*write)(JsonBuffer &out, void const *record);
-    void (*writeConverted)(JsonBuffer &out, QVariant const &value, QMetaType recordType);
+    void (*append)(JsonBuffer &out, void const *record);
+    void (*appendConverted)(JsonBuffer &out, QVariant const &value, QMetaType recordType);
 };
 
 template <typename Record> constexpr RecordType recordType(std::string_view name)
 {
-    return {name, writeRecord<Record>, writeConverted<Record>};
+    return {name, appendRecord<Record>, appendConvertedRecord<Record>};
 }
 
 constexpr std::string_view namespacePrefix = "analytics::";
@@ -86,156 +87,162 @@ template <typename... Record> constexpr bool haveRows(RecordList<Record...>)
 {
     bool isInOrder = recordTypeCount == sizeof...(Record);
     std::size_t i = 0;
-    ((isInOrder = isInOrder && recordTypes[i++].write == writeRecord<Record>), ...);
+    ((isInOrder = isInOrder && recordTypes[i++].append == appendRecord<Record>), ...);
     return isInOrder;
 }
 static_assert(haveRows(PayloadRecords()), "recordTypes: a row for each of the PayloadRecords, in their order");
-static_assert(recordTypeCount < 32, "more records than the bits of a quint32: take a quint64 for the sets of records");
 
-/// Finds a record type by its name, which is by what Qt itself tells types apart. Here are no meta-type objects of the
-/// records: a host has its own, and those of 27 records are a tenth of the library.
-class RecordNames
+/// A set of record types: bit i stands for recordTypes[i].
+using RecordTypeSet = quint32;
+static_assert(recordTypeCount < 32, "more record types than RecordTypeSet has bits: make it a quint64");
+
+/// The lowest index in a set that is not empty.
+constexpr int firstOf(RecordTypeSet set)
+{
+    return static_cast<int>(qCountTrailingZeroBits(set));
+}
+
+constexpr RecordTypeSet withoutFirst(RecordTypeSet set)
+{
+    return set & (set - 1);
+}
+
+/// Finds a record type by its name, as Qt itself does. The library has no QMetaType::fromType<>() of the records: the
+/// meta-type objects of 27 records would add 25 kB, a sixth of its size, and the host has its own.
+class RecordTypeIndex
 {
 public:
-    constexpr RecordNames()
+    constexpr RecordTypeIndex()
     {
         for (std::size_t i = 0; i < recordTypeCount; ++i)
-            m_places[placeOf(recordTypes[i].name)] = static_cast<quint8>(i + 1);
+            m_slots[slotOf(recordTypes[i].name)] = static_cast<quint8>(i + 1);
     }
 
-    /// The index among the record types, or -1.
+    /// The index among the recordTypes, or -1.
     int indexOf(std::string_view name) const
     {
         if (name.size() <= namespacePrefix.size())
             return -1;
-        int const index = m_places[placeOf(name)] - 1;
+        int const index = m_slots[slotOf(name)] - 1;
         return index >= 0 && recordTypes[index].name == name ? index : -1;
     }
 
     constexpr bool isComplete() const
     {
         for (std::size_t i = 0; i < recordTypeCount; ++i) {
-            if (m_places[placeOf(recordTypes[i].name)] != i + 1)
+            if (m_slots[slotOf(recordTypes[i].name)] != i + 1)
                 return false;
         }
         return true;
     }
 
 private:
-    static constexpr std::size_t placeCount = 64;
+    static constexpr std::size_t slotCount = 64;
 
-    static constexpr std::size_t placeOf(std::string_view name)
+    static constexpr std::size_t slotOf(std::string_view name)
     {
         auto const letter = [name](std::size_t at) { return static_cast<std::size_t>(static_cast<uchar>(name[at])); };
-        return (5 * letter(namespacePrefix.size()) + 2 * letter(name.size() - 1) + name.size()) % placeCount;
+        return (5 * letter(namespacePrefix.size()) + 2 * letter(name.size() - 1) + name.size()) % slotCount;
     }
 
-    std::array<quint8, placeCount> m_places = {};
+    std::array<quint8, slotCount> m_slots = {}; // The index plus 1; 0 in an empty slot.
 };
 
-constexpr RecordNames recordNames;
-static_assert(recordNames.isComplete(),
-              "two of the recordTypes share a place: try other factors in placeOf(), or more places");
+constexpr RecordTypeIndex recordTypeIndex;
+static_assert(recordTypeIndex.isComplete(),
+              "two of the recordTypes have the same slot: try other factors in slotOf(), or more slots");
 
 /**
  * @brief Knows which record types are registered with Qt.
  *
- * A host may register a converter from a record to another record at any time, and where that one stands earlier in the
- * order, it is written instead. Qt can only be asked for one pair at a time, so every record in an event costs a
- * look-up for each record before it. But a converter leads to a registered type, and few hosts use all records: only
- * what is registered is looked for.
+ * A host may register a converter from a record to another record at any time. If the other record is an earlier one
+ * of the recordTypes, it is written instead of the record that the value holds. Qt answers for one pair of types at a
+ * time, so each record in an event costs a look-up for each earlier record. A converter leads to a registered type, and
+ * few hosts use all records: only the registered ones are looked up.
  *
- * Qt gives a new type the lowest free number. As long as the number that was the lowest is free, nothing has been
- * registered, unless a number below has been given back: a record that has been registered under that one since is
- * found by the next refresh() only.
+ * Qt gives a new type the lowest free id. As long as the id that was the lowest free one stays free, no type has been
+ * registered, unless a lower id has been freed since: a record that was registered under a freed id is noticed by the
+ * next refresh only.
  */
-class RegisteredRecords
+class RegisteredRecordTypes
 {
 public:
-    /// Those of some record types that are registered; both have one bit for each type, by its index. A type that has
-    /// been taken back stays among them until the next refresh(), with a number that may be
-    /// another type's by now.
-    quint32 among(quint32 wanted)
+    /// The record types of a set that are registered. A type that has been unregistered stays among them until the next
+    /// refresh, and its id may belong to another type by then.
+    RecordTypeSet registeredAmong(RecordTypeSet wanted)
     {
         if (wanted == 0)
             return 0;
-        if (Q_UNLIKELY(QMetaType::isRegistered(m_lowestFree.load(std::memory_order_acquire))))
+        if (Q_UNLIKELY(QMetaType::isRegistered(m_lowestFreeId.load(std::memory_order_acquire))))
             refresh();
-        return m_mask.load(std::memory_order_acquire) & wanted;
+        return m_registered.load(std::memory_order_acquire) & wanted;
     }
 
-    /// Looks anew. Returns all record types that are registered now, each under its own number.
-    [[gnu::cold]] quint32 refresh()
+    /// Looks all record types up again. Returns those that are registered now, each under its own id.
+    [[gnu::cold]] RecordTypeSet refresh()
     {
-        // One at a time, or one that has seen less might have the last word. No test can tell: it takes two threads
-        // that refresh while a third one registers a type.
+        // Without the lock a slower thread could overwrite a newer set with an older one. No test shows this: two
+        // threads have to refresh while a third one registers a type.
         QMutexLocker const lock(&m_mutex);
-        // Before the types: one that is registered meanwhile takes this number, and is noticed by it.
-        int lowestFree = firstTypeId;
-        while (QMetaType::isRegistered(lowestFree))
-            ++lowestFree;
-        quint32 mask = 0;
+        // Read before the types are looked up: a type that is registered meanwhile takes this id.
+        int lowestFreeId = firstId;
+        while (QMetaType::isRegistered(lowestFreeId))
+            ++lowestFreeId;
+        RecordTypeSet registered = 0;
         for (std::size_t i = 0; i < recordTypeCount; ++i) {
             if (!isCurrent(i)) {
                 std::string_view const name = recordTypes[i].name;
-                QMetaType const registered = QMetaType::fromName({name.data(), static_cast<qsizetype>(name.size())});
-                if (!registered.isValid())
+                QMetaType const found = QMetaType::fromName({name.data(), static_cast<qsizetype>(name.size())});
+                if (!found.isValid())
                     continue;
-                m_types[i].typeId.storeRelaxed(registered.id());
+                m_types[i].typeId.storeRelaxed(found.id());
             }
-            mask |= 1u << i;
+            registered |= 1u << i;
         }
-        // A thread that sees the number sees the mask, and with the mask the types.
-        m_mask.store(mask, std::memory_order_release);
-        m_lowestFree.store(lowestFree, std::memory_order_release);
-        return mask;
+        // A thread that sees the lowest free id also sees the set, and with the set the ids.
+        m_registered.store(registered, std::memory_order_release);
+        m_lowestFreeId.store(lowestFreeId, std::memory_order_release);
+        return registered;
     }
 
-    /// The type of a record that is registered; good for look-ups, and for conversions right after refresh().
+    /// A registered record type. Safe to look up a converter to it; to convert to it, only right after refresh().
     QMetaType type(int index) const { return QMetaType(&m_types[index]); }
 
 private:
-    static constexpr int firstTypeId = QMetaType::User + 1;
+    static constexpr int firstId = QMetaType::User + 1;
 
-    /// Whether a type's number is still its own.
+    /// Whether the id still belongs to the record type.
     bool isCurrent(std::size_t index) const
     {
         int const id = m_types[index].typeId.loadRelaxed();
-        // Qt warns of a number that is free.
+        // Qt warns of a free id.
         char const *const name = QMetaType::isRegistered(id) ? QMetaType(id).name() : nullptr;
         return name && recordTypes[index].name == name;
     }
 
     QBasicMutex m_mutex;
-    std::atomic<quint32> m_mask{0};
-    std::atomic<int> m_lowestFree{firstTypeId};
-    // Nothing but ids, in the form in which Qt takes them: the registered objects may be in a plug-in that has gone
-    // since.
+    std::atomic<RecordTypeSet> m_registered{0};
+    std::atomic<int> m_lowestFreeId{firstId};
+    // QMetaType takes a pointer to an interface. The real ones may be in a plug-in that is unloaded later, so these
+    // have an id and nothing else, which is all that a look-up reads.
     QtPrivate::QMetaTypeInterface m_types[recordTypeCount] = {};
 };
 
-RegisteredRecords registeredRecords;
+RegisteredRecordTypes registeredRecordTypes;
 QMetaType const stringType(QMetaType::QString);
 
-/// Calls a function with the index of each bit, lowest first, until one returns true. Returns whether one did.
-template <typename Function> bool anyOf(quint32 mask, Function function)
-{
-    for (; mask != 0; mask &= mask - 1) {
-        if (function(static_cast<int>(qCountTrailingZeroBits(mask))))
-            return true;
-    }
-    return false;
-}
-
-/// Whether a converter leads from a record to a string or to a record that stands before it.
-inline bool leadsElsewhere(QMetaType type, int index)
+/// Whether a converter is registered from a record to a string or to an earlier record: the value is then not written
+/// as the record that it holds.
+inline bool hasOverridingConverter(QMetaType type, int index)
 {
     if (QMetaType::hasRegisteredConverterFunction(type, stringType))
         return true;
-    quint32 const before = (1u << index) - 1;
-    return anyOf(registeredRecords.among(before), [type](int other) {
-        return QMetaType::hasRegisteredConverterFunction(type, registeredRecords.type(other));
-    });
+    RecordTypeSet const earlier = (1u << index) - 1;
+    for (RecordTypeSet left = registeredRecordTypes.registeredAmong(earlier); left != 0; left = withoutFirst(left)) {
+        if (QMetaType::hasRegisteredConverterFunction(type, registeredRecordTypes.type(firstOf(left))))
+            return true;
+    }
+    return false;
 }
 
 } // namespace

@@ -22,7 +22,7 @@ from pathlib import Path
 DOCUMENT = Path("docs/fleet.md")
 EVENING = Path("examples/stbhost/evening.jsonl")
 CATALOGUE = Path("analytics/catalogue_p.h").read_text()
-RECORD_MEMBERS = Path("analytics/recordfields_p.h").read_text()
+RECORD_FIELDS = Path("analytics/recordfields_p.h").read_text()
 FLEETS = (1, 100_000, 10_000_000)
 BATCH = 100
 
@@ -32,7 +32,7 @@ EVENTS = {
     for name, properties in re.findall(r'\{EventType::\w+,\s*"(\w+)".*?\{(P::.*?)\}\}', CATALOGUE)
 }
 KEYS = set(re.findall(r'\{Property::\w+,\s*"(\w+)"\}', CATALOGUE)) | set(
-    re.findall(r'\b(?:member|always|group|list)\s*\("(\w+)"', RECORD_MEMBERS)
+    re.findall(r'\b(?:field|group|list)\s*\("(\w+)"', RECORD_FIELDS)
 )
 
 
