@@ -4,6 +4,7 @@
 #include <analytics/diagnosticline_p.h>
 #include <analytics/ipropertyprovider.h>
 #include <analytics/jsonwriter_p.h>
+#include <analytics/qtinternals_p.h>
 #include <analytics/recordtypes_p.h>
 
 #include <QtCore/QJsonArray>
@@ -108,24 +109,23 @@ Q_NEVER_INLINE static Written appendUncommonValue(JsonBuffer &out, QVariant cons
 Q_ALWAYS_INLINE static Written appendValue(JsonBuffer &out, QVariant const &value,
                                            std::optional<QJsonValue> *plainForm = nullptr)
 {
-    // The public functions of QVariant are calls into Qt, four for each value, and cost as much as the rest.
-    QVariant::DataPtr const &held = value.data_ptr();
-    if (held.is_null)
+    qtinternals::VariantReader const held(value);
+    if (held.isFlaggedNull())
         return Written::Nothing;
-    if (held.typeInterface()->typeId.loadRelaxed() != QMetaType::QString)
+    if (held.typeId() != QMetaType::QString)
         return appendUncommonValue(out, value, plainForm);
-    appendString(out, *static_cast<QString const *>(held.storage()));
+    appendString(out, *static_cast<QString const *>(held.data()));
     return Written::Value;
 }
 
 /// Appends a value that is not a string and not flagged as null.
 static Written appendUncommonValue(JsonBuffer &out, QVariant const &value, std::optional<QJsonValue> *plainForm)
 {
-    QVariant::DataPtr const &held = value.data_ptr();
-    void const *const data = held.storage();
+    qtinternals::VariantReader const held(value);
+    void const *const data = held.data();
 
     // These types have the same form with every version of Qt and on every processor.
-    switch (held.typeInterface()->typeId.loadRelaxed()) {
+    switch (held.typeId()) {
     case QMetaType::Bool:
         appendLiteral(out, *static_cast<bool const *>(data) ? "true" : "false");
         return Written::Value;

@@ -1,14 +1,15 @@
 #pragma once
 
+#include <analytics/qtinternals_p.h>
 #include <analytics/recordwriter_p.h>
 
 #include <QtCore/QMetaType>
-#include <QtCore/QMutex>
 #include <QtCore/QVariant>
 #include <QtCore/QtAlgorithms>
 
 #include <array>
 #include <atomic>
+#include <mutex>
 
 /**
  * @file
@@ -160,9 +161,8 @@ static_assert(recordTypeIndex.isComplete(),
  * time, so each record in an event costs a look-up for each earlier record. A converter leads to a registered type, and
  * few hosts use all records: only the registered ones are looked up.
  *
- * Qt gives a new type the lowest free id. As long as the id that was the lowest free one stays free, no type has been
- * registered, unless a lower id has been freed since: a record that was registered under a freed id is noticed by the
- * next refresh only.
+ * RegistrationWatch tells when the set has to be refreshed. A record that was registered under a freed id may be
+ * noticed by the next refresh only.
  */
 class RegisteredRecordTypes
 {
@@ -173,7 +173,7 @@ public:
     {
         if (wanted == 0)
             return 0;
-        if (Q_UNLIKELY(QMetaType::isRegistered(m_lowestFreeId.load(std::memory_order_acquire))))
+        if (Q_UNLIKELY(m_watch.hasFired()))
             refresh();
         return m_registered.load(std::memory_order_acquire) & wanted;
     }
@@ -183,11 +183,8 @@ public:
     {
         // Without the lock a slower thread could overwrite a newer set with an older one. No test shows this: two
         // threads have to refresh while a third one registers a type.
-        QMutexLocker const lock(&m_mutex);
-        // Read before the types are looked up: a type that is registered meanwhile takes this id.
-        int lowestFreeId = firstId;
-        while (QMetaType::isRegistered(lowestFreeId))
-            ++lowestFreeId;
+        std::lock_guard<std::mutex> const lock(m_mutex);
+        int const lowestFreeId = qtinternals::RegistrationWatch::lowestFreeId();
         RecordTypeSet registered = 0;
         for (std::size_t i = 0; i < recordTypeCount; ++i) {
             if (!isCurrent(i)) {
@@ -195,37 +192,33 @@ public:
                 QMetaType const found = QMetaType::fromName({name.data(), static_cast<qsizetype>(name.size())});
                 if (!found.isValid())
                     continue;
-                m_types[i].typeId.storeRelaxed(found.id());
+                m_types[i].setId(found.id());
             }
             registered |= 1u << i;
         }
-        // A thread that sees the lowest free id also sees the set, and with the set the ids.
+        // A thread that sees the set also sees the ids.
         m_registered.store(registered, std::memory_order_release);
-        m_lowestFreeId.store(lowestFreeId, std::memory_order_release);
+        m_watch.arm(lowestFreeId);
         return registered;
     }
 
     /// A registered record type. Safe to look up a converter to it; to convert to it, only right after refresh().
-    QMetaType type(int index) const { return QMetaType(&m_types[index]); }
+    QMetaType type(int index) const { return m_types[index].type(); }
 
 private:
-    static constexpr int firstId = QMetaType::User + 1;
-
     /// Whether the id still belongs to the record type.
     bool isCurrent(std::size_t index) const
     {
-        int const id = m_types[index].typeId.loadRelaxed();
+        int const id = m_types[index].id();
         // Qt warns of a free id.
         char const *const name = QMetaType::isRegistered(id) ? QMetaType(id).name() : nullptr;
         return name && recordTypes[index].name == name;
     }
 
-    QBasicMutex m_mutex;
+    std::mutex m_mutex;
     std::atomic<RecordTypeSet> m_registered{0};
-    std::atomic<int> m_lowestFreeId{firstId};
-    // QMetaType takes a pointer to an interface. The real ones may be in a plug-in that is unloaded later, so these
-    // have an id and nothing else, which is all that a look-up reads.
-    QtPrivate::QMetaTypeInterface m_types[recordTypeCount] = {};
+    qtinternals::RegistrationWatch m_watch;
+    qtinternals::TypeById m_types[recordTypeCount];
 };
 
 RegisteredRecordTypes registeredRecordTypes;
