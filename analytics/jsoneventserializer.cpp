@@ -72,12 +72,10 @@ static void appendList(JsonBuffer &out, List const &list, Append appendElement)
 }
 
 /// Appends a value of any type: in the form that QJsonValue::fromVariant() gives it, or else as the first record that
-/// the value converts to. Stores what fromVariant() gave in plainForm, unless that is null.
-static Written appendGenericValue(JsonBuffer &out, QVariant const &value, std::optional<QJsonValue> *plainForm)
+/// the value converts to.
+static Written appendGenericValue(JsonBuffer &out, QVariant const &value)
 {
     QJsonValue const plain = QJsonValue::fromVariant(value);
-    if (plainForm)
-        *plainForm = plain;
     if (plain.isUndefined())
         return Written::Undefined;
     if (!plain.isNull()) {
@@ -102,24 +100,22 @@ static Written appendGenericValue(JsonBuffer &out, QVariant const &value, std::o
     return Written::Nothing;
 }
 
-Q_NEVER_INLINE static Written appendUncommonValue(JsonBuffer &out, QVariant const &value,
-                                                  std::optional<QJsonValue> *plainForm);
+Q_NEVER_INLINE static Written appendUncommonValue(JsonBuffer &out, QVariant const &value);
 
 /// Appends a value of any type. Most values are strings.
-Q_ALWAYS_INLINE static Written appendValue(JsonBuffer &out, QVariant const &value,
-                                           std::optional<QJsonValue> *plainForm = nullptr)
+Q_ALWAYS_INLINE static Written appendValue(JsonBuffer &out, QVariant const &value)
 {
     qtinternals::VariantReader const held(value);
     if (held.isFlaggedNull())
         return Written::Nothing;
     if (held.typeId() != QMetaType::QString)
-        return appendUncommonValue(out, value, plainForm);
+        return appendUncommonValue(out, value);
     appendString(out, *static_cast<QString const *>(held.data()));
     return Written::Value;
 }
 
 /// Appends a value that is not a string and not flagged as null.
-static Written appendUncommonValue(JsonBuffer &out, QVariant const &value, std::optional<QJsonValue> *plainForm)
+static Written appendUncommonValue(JsonBuffer &out, QVariant const &value)
 {
     qtinternals::VariantReader const held(value);
     void const *const data = held.data();
@@ -173,33 +169,18 @@ static Written appendUncommonValue(JsonBuffer &out, QVariant const &value, std::
             return Written::Nothing;
         break;
     }
-    return appendGenericValue(out, value, plainForm);
+    return appendGenericValue(out, value);
 }
 
 // Events
 
 namespace {
 
-/// Whether a type is one of the numeric types that are written without asking Qt for their plain form. An int is
-/// handled by the caller.
-bool isNumber(int type)
-{
-    switch (type) {
-    case QMetaType::UInt:
-    case QMetaType::LongLong:
-    case QMetaType::ULongLong:
-    case QMetaType::Double:
-        return true;
-    default:
-        return false;
-    }
-}
-
 /// The object of one event. Members are collected as they come; toJson() puts them into the order of their keys.
 class EventObject
 {
 public:
-    void insert(Property property, QVariant &&value)
+    void insert(Property property, QVariant const &value)
     {
         unsigned const rank = catalogue.rankOf(property);
         qsizetype const begin = m_bytes.size();
@@ -212,28 +193,35 @@ public:
 
         m_bytes.commit(json::writeKey(m_bytes.reserve(json::maxBytesOfKey), catalogue.keyAt(rank)));
         qsizetype const beginOfValue = m_bytes.size();
-        bool const isInLine = property == Property::EventId || property == Property::EventCounter;
-        Written const written = appendValue(m_bytes, value, isInLine ? &m_plainForm : nullptr);
+        Written const written = appendValue(m_bytes, value);
 
         if (written == Written::Value && !isEmptyFrom(beginOfValue)) {
             remove(rank);
             m_members[rank] = {begin, m_bytes.size() - begin};
             m_taken[rank / 64] |= bitOf(rank);
+            if (Q_UNLIKELY(*m_bytes.at(beginOfValue) == 'n') && property == Property::EventCounter)
+                m_notFiniteCounter = QJsonValue::fromVariant(value).toInt(0);
         } else {
             m_bytes.truncate(begin);
-            if (written != Written::Undefined)
-                return;
-            remove(rank);
+            if (written == Written::Undefined)
+                remove(rank);
         }
-        if (isInLine)
-            keepForLine(property, std::move(value));
     }
 
-    /// The event's id if it is a string, otherwise an empty one.
-    QString const &eventId() const { return m_eventId; }
+    /// The JSON of a property's value, or nothing if the object has no such member.
+    QByteArrayView value(Property property) const
+    {
+        unsigned const rank = catalogue.rankOf(property);
+        if (!has(rank))
+            return {};
+        Member const &member = m_members[rank];
+        qsizetype const sizeOfKey = catalogue.keyAt(rank).size();
+        return {m_bytes.at(member.begin + sizeOfKey), member.size - sizeOfKey};
+    }
 
-    /// The event's counter if it is an integer that fits, otherwise 0.
-    int eventCounter() const { return m_eventCounter; }
+    /// The integer that the diagnostic line shows for a counter that is not finite. It is written as null, but Qt's
+    /// toInt() returns some number for a NaN.
+    int notFiniteCounter() const { return m_notFiniteCounter; }
 
     QByteArray toJson() const
     {
@@ -265,26 +253,6 @@ private:
 
     static constexpr quint64 bitOf(unsigned rank) { return Q_UINT64_C(1) << (rank % 64); }
 
-    /// Keeps the values that the diagnostic line shows. The bytes do not tell: a null among them may have been a
-    /// number.
-    Q_NEVER_INLINE void keepForLine(Property property, QVariant &&value)
-    {
-        // A value that is neither a string nor a number has no plain form, or m_plainForm holds it.
-        int const type = value.metaType().id();
-        if (property == Property::EventId) {
-            m_eventId = type == QMetaType::QString ? std::move(*static_cast<QString *>(value.data()))
-                                                   : m_plainForm.value_or(QJsonValue()).toString();
-            if (!m_eventId.data_ptr().isMutable()) // The host may overwrite characters in its own memory.
-                m_eventId.detach();
-        } else if (type == QMetaType::Int) {
-            m_eventCounter = *static_cast<int const *>(value.constData());
-        } else {
-            m_eventCounter
-                = (isNumber(type) ? QJsonValue::fromVariant(value) : m_plainForm.value_or(QJsonValue())).toInt(0);
-        }
-        m_plainForm.reset();
-    }
-
     /// Whether the value from begin on is an empty string, list or object: "", [] and {} have two bytes.
     bool isEmptyFrom(qsizetype begin) const
     {
@@ -304,13 +272,21 @@ private:
     }
 
     JsonBuffer m_bytes;
-    std::optional<QJsonValue> m_plainForm;
-    QString m_eventId;
-    int m_eventCounter = 0;
     quint64 m_taken[wordCount] = {}; // A bit for each member, by the rank of its key.
     qsizetype m_bytesRemoved = 0; // The bytes of removed members stay in m_bytes.
+    int m_notFiniteCounter = 0;
     Member m_members[CatalogueIndex::propertyCount];
 };
+
+/// Writes the diagnostic line with the id and the counter that the finished object has.
+void logEvent(EventObject const &object)
+{
+    QVarLengthArray<QChar, 256> buffer;
+    QStringView const id = textOf(object.value(Property::EventId), buffer);
+    QByteArrayView const counter = object.value(Property::EventCounter);
+    bool const isFinite = counter.isEmpty() || counter.front() != 'n';
+    writeDiagnosticLine(id, isFinite ? intOf(counter) : object.notFiniteCounter());
+}
 
 } // namespace
 
@@ -329,7 +305,7 @@ QByteArray JsonEventSerializer::serialize(IPropertyProvider const *provider, Ana
     for (Property property : event->properties)
         object.insert(property, provider->value(property, data));
 
-    writeDiagnosticLine(object.eventId(), object.eventCounter());
+    logEvent(object);
     return object.toJson();
 }
 
