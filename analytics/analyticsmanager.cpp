@@ -41,8 +41,8 @@ public:
     void send(QByteArray const &, bool) override { }
 };
 
-/// A copy of a list from a place on, of its own. Qt makes one too, but takes it for granted that there is memory, as it
-/// does for a list of given elements; only append() tells when there is none.
+/// Makes a deep copy of a list from an index on. QList's own ways to copy, and to make a list of given elements, ignore
+/// that memory runs out; only append() throws std::bad_alloc.
 template <typename Values> QList<typename Values::value_type> copied(Values const &values, qsizetype begin = 0)
 {
     QList<typename Values::value_type> list;
@@ -56,10 +56,10 @@ template <typename Values> QList<typename Values::value_type> copied(Values cons
 AnalyticsManagerPrivate::AnalyticsManagerPrivate(AnalyticsManager *manager)
     : q(manager)
 {
-    // Static objects are destroyed in reverse order: the list has to exist before a manager does, as one that is static
-    // itself may report from its owner's destructor.
+    // Static objects are destroyed in reverse order. A manager may be static and report while static objects are
+    // destroyed, so the list has to be constructed before the manager.
     genericProperties();
-    q->setObjectName(QStringLiteral("AnalyticsManager")); // Here, so that nothing is lost where it fails.
+    q->setObjectName(QStringLiteral("AnalyticsManager")); // May throw: nothing leaks yet.
 }
 
 AnalyticsManagerPrivate::~AnalyticsManagerPrivate()
@@ -108,15 +108,15 @@ void AnalyticsManagerPrivate::sendAlone(QByteArray const &event)
 
 void AnalyticsManagerPrivate::flush()
 {
-    // What is in flight stays pending until it is sent, but belongs to this flush alone: a plug-in may throw, or append
-    // events from inside its call.
+    // The events in flight stay pending until they are sent, because a plug-in may throw. No other flush sends them: a
+    // plug-in may append events, and so flush, from inside its call.
     qsizetype const begin = eventsInFlight;
     qsizetype const count = pendingEvents.size() - begin;
     eventsInFlight += count;
-    auto const landed = qScopeGuard([this, begin] { eventsInFlight = begin; });
+    auto const restoreInFlight = qScopeGuard([this, begin] { eventsInFlight = begin; });
 
     QByteArray const package = eventSerializer->pack(begin == 0 ? pendingEvents : copied(pendingEvents, begin));
-    if (!pendingEvents.isDetached()) // The serializer has kept the list. Once the events are sent, nothing may fail.
+    if (!pendingEvents.isDetached()) // The serializer kept a copy. Detach now: after send() nothing may fail.
         pendingEvents = copied(pendingEvents);
     packageSender->send(package, false);
     pendingEvents.remove(begin, count);
@@ -130,7 +130,7 @@ AnalyticsManager::AnalyticsManager(QObject *parent)
 
 AnalyticsManager::~AnalyticsManager()
 {
-    // A plain pointer stays valid while what it points to is being deleted: the private part still calls the setters.
+    // A plain pointer, not a std::unique_ptr: the destructor of the private part calls the setters, which use d.
     delete d;
 }
 

@@ -12,7 +12,8 @@ class IEventSerializer;
 class IPackageSender;
 class IPropertyProvider;
 
-/// The state of a manager. Plug-ins are the host's and never null.
+/// The state of a manager. The pointers to plug-ins are never null; the host owns the plug-ins. analyticsmanager.cpp
+/// includes this header, and so does tst_manager.cpp.
 class AnalyticsManagerPrivate
 {
 public:
@@ -24,13 +25,13 @@ public:
     static IEventSerializer *dummyEventSerializer();
     static IPackageSender *dummyPackageSender();
 
-    /// What every event carries in addition to its own properties.
+    /// The properties that every event has in addition to its own.
     static QList<Property> genericProperties();
 
-    /// Sends a package of this event only.
+    /// Sends a package with this event alone.
     void sendAlone(QByteArray const &event);
 
-    /// Sends a package of all pending events that are not in flight already; they stay pending where that fails.
+    /// Sends a package of all pending events that are not in flight yet. If a plug-in throws, they stay pending.
     void flush();
 
     AnalyticsManager *q;
@@ -39,7 +40,7 @@ public:
     IPackageSender *packageSender = dummyPackageSender();
     bool enabled = false;
     QList<QByteArray> pendingEvents; ///< Oldest first.
-    qsizetype eventsInFlight = 0; ///< How many of them, from the oldest on, are in a flush under way.
+    qsizetype eventsInFlight = 0; ///< The number of the oldest pending events that a flush is sending.
 };
 
 } // namespace analytics

@@ -12,16 +12,16 @@
 
 namespace analytics {
 
-/// What the catalogue says of one type of event.
+/// The catalogue's entry for one type of event.
 struct EventProperties
 {
     QLatin1String name; ///< Wire name; no key of the event's object carries it.
-    EventPriority priority = EventPriority::Low; ///< What suits the event; the caller's own priority decides.
+    EventPriority priority = EventPriority::Low; ///< A recommendation; the priority that the caller passes decides.
     QList<Property> properties; ///< The event's own properties, in the order in which they are asked for and written.
 };
 
-// The rows are constants that hold their strings, and the tables are built from them. From rows of finished values the
-// tables would be built by code, a piece for each row, and each pointer to a string would be a relocation.
+// The tables are built from constant rows that hold their strings as arrays of characters. An initializer list of
+// QLatin1String instead would take code for each row and a relocation for each string.
 
 struct PropertyKeyRow
 {
@@ -37,7 +37,7 @@ struct EventRow
     std::initializer_list<Property> properties;
 };
 
-/// How many enumerators a table has to know: one more than the last that its rows name.
+/// The number of enumerators: one more than the last one that a row names.
 template <typename Row, std::size_t count, typename Enum>
 constexpr int endOf(Row const (&rows)[count], Enum Row::*enumerator)
 {
@@ -49,7 +49,7 @@ constexpr int endOf(Row const (&rows)[count], Enum Row::*enumerator)
     return end;
 }
 
-/// How many rows name an enumerator.
+/// The number of rows that name an enumerator.
 template <typename Row, std::size_t count, typename Enum>
 constexpr int rowsOf(int value, Row const (&rows)[count], Enum Row::*enumerator)
 {
@@ -59,7 +59,7 @@ constexpr int rowsOf(int value, Row const (&rows)[count], Enum Row::*enumerator)
     return found;
 }
 
-/// Whether the rows name each enumerator, from a first one on, so many times at least and at most.
+/// Whether the rows name each enumerator from `first` on, and no other, between `atLeast` and `atMost` times.
 template <typename Row, std::size_t count, typename Enum>
 constexpr bool nameEach(Row const (&rows)[count], Enum Row::*enumerator, int first, int atLeast, int atMost)
 {
@@ -75,7 +75,7 @@ constexpr bool nameEach(Row const (&rows)[count], Enum Row::*enumerator, int fir
     return true;
 }
 
-/// Whether an enumeration names a value: both compilers spell one that it does not as a number behind a cast.
+/// Whether an enumeration has an enumerator of this value. If it has none, both compilers print a cast of a number.
 template <auto value> constexpr bool isEnumerator()
 {
     return std::string_view(__PRETTY_FUNCTION__).find("= (") == std::string_view::npos;
@@ -84,7 +84,8 @@ template <auto value> constexpr bool isEnumerator()
 // clang-format off
 
 /// The JSON key of each property: every letter is part of the wire format. Three properties share "target";
-/// no event carries two of them. Location stands in two places, once by its value and once by the alphabet.
+/// no event carries two of them. Location has two equal rows, one in the order of values and one in the alphabet; the
+/// second changes nothing.
 static constexpr PropertyKeyRow propertyKeyRows[] = {
     {Property::ActiveInterface,        "active_interface"},
     {Property::AdDuration,             "ad_duration"},
@@ -245,7 +246,7 @@ static QHash<Property, QLatin1String> const propertyKeys = makePropertyKeys();
 
 using P = Property;
 
-/// What each type of event carries. PlaybackZap asks for CurrentMrf twice, KivoStatus carries San in the
+/// The properties of each type of event. PlaybackZap asks for CurrentMrf twice, KivoStatus carries San in the
 /// middle of its list, and nothing carries IsQuickPurchase: receivers know the events this way.
 static constexpr EventRow eventRows[] = {
     {EventType::PlaybackPause,             "playback_pause",              EventPriority::Medium, {P::San, P::Channel, P::MediaItem, P::PlaybackSession, P::Offset}},

@@ -11,7 +11,7 @@
  * can be turned into its enumerator's name and back with `QMetaEnum::fromType<>()`.
  *
  * The numeric values are part of the library's interface. Enumerators are dense from 0, are only ever
- * appended, and keep their places, also where those are not alphabetical.
+ * appended, and keep their order, even where it is not alphabetical.
  */
 namespace analytics {
 Q_NAMESPACE_EXPORT(STBANALYTICS_EXPORT)
@@ -36,14 +36,14 @@ enum class EventType {
     PlaybackFallback, ///< The player has moved from a failing address to another one.
     PlaybackNewProgram, ///< The next programme has begun on the channel that is playing.
     PlaybackPause, ///< Playback has been paused.
-    PlaybackPauseResume, ///< Playback goes on after a pause.
+    PlaybackPauseResume, ///< Playback continues after a pause.
     PlaybackRestore, ///< Playback works again after an error.
     PlaybackSetPosition, ///< The viewer has jumped to another position.
     PlaybackStart, ///< Playback has started.
     PlaybackStatus, ///< Periodic report of what is playing.
     PlaybackStop, ///< Playback has been stopped.
     PlaybackTrickMode, ///< Trick mode (winding at some speed) has started.
-    PlaybackTrickModeResume, ///< Normal playback goes on after trick mode.
+    PlaybackTrickModeResume, ///< Normal playback continues after trick mode.
     PlaybackZap, ///< The viewer has changed the channel; carries the phases of the zap time.
     ProfileChange, ///< Another user profile has been chosen.
     PurchaseOptions, ///< Ways to buy or rent a piece of content have been offered.
@@ -75,36 +75,36 @@ Q_ENUM_NS(EventType)
 /**
  * @brief One field of an event's JSON object.
  *
- * The value of each comes from the host's IPropertyProvider; where a type or a unit is given here it
- * is what receivers expect. Times and durations are in milliseconds unless said otherwise.
+ * The value of each comes from the host's IPropertyProvider. Receivers expect the type and the unit that are
+ * given here. Times and durations are in milliseconds unless a property says otherwise.
  */
 enum class Property {
     ActiveInterface, ///< Name of the network interface in use.
-    AdDuration, ///< Length of the advertisement.
-    AdPlaceType, ///< Kind of place in which the advertisement stands.
+    AdDuration, ///< Length of the advertisement, in milliseconds.
+    AdPlaceType, ///< Kind of slot that the advertisement fills, in the host's words.
     AdPlaylist, ///< The playlist that the advertisement belongs to.
     AdServer, ///< The server that the advertisement comes from.
-    AppPreparationTime, ///< Zap phase: the application's own preparation.
+    AppPreparationTime, ///< Zap phase: the application's own preparation, in milliseconds.
     AppScreen, ///< The screen on which the event happened.
     AuthMode, ///< How the box is authenticated.
-    B2bType, ///< Kind of business customer.
+    B2bType, ///< Kind of business customer, in the host's words.
     BroadcastType, ///< How the service reaches the box.
     BufferingInfo, ///< Stalls so far, a BufferingInfo record.
     ButtonName, ///< The button that was pressed.
     Channel, ///< Channel and programme, a Channel record.
-    ClockContinuityGap, ///< Gap in the programme clock reference (ISO/IEC 13818-1).
+    ClockContinuityGap, ///< Gap in the programme clock reference (ISO/IEC 13818-1), in the host's unit.
     Components, ///< Components of a service.
     ContentId, ///< Identifier of a piece of content.
     ContentType, ///< Kind of the piece of content, in the host's words.
     CpuInfo, ///< Processor state, a CpuInfo record.
-    CurLocation, ///< Location in which the box is now.
-    CurSubLocation, ///< Sub-location in which the box is now.
+    CurLocation, ///< Present location of the box.
+    CurSubLocation, ///< Present sub-location of the box.
     CurrentMrf, ///< Regional branch that serves the box now.
     Dash, ///< MPEG-DASH counters (ISO/IEC 23009-1), a DashInfo record.
     Decoder, ///< Decoder counters, a DecoderInfo record.
     DefaultAgeLimit, ///< Age limit of the profile, in years.
     DemoMode, ///< Whether the box runs in a shop's demonstration mode.
-    DeviceType, ///< Kind of device.
+    DeviceType, ///< Kind of device, in the host's words.
     DiscoverCase, ///< Why the endpoints were discovered; see DiscoverReason.
     Elements, ///< What the opened screen shows.
     Endpoints, ///< Service addresses, an Endpoints record.
@@ -123,14 +123,14 @@ enum class Property {
     HttpError, ///< A failed HTTP request, an HttpError record.
     HwInfo, ///< The box's hardware, a HardwareInfo record.
     Id, ///< Identifier of the chosen menu item.
-    Interval, ///< Length of the sampling interval.
+    Interval, ///< Length of the sampling interval, in milliseconds.
     IpTos, ///< Type-of-service byte of the stream's IP packets (RFC 791, RFC 2474).
     IsQuickPurchase, ///< Whether a purchase was made in one step; no event carries it.
     IsShouldLinkCard, ///< Whether a payment card is still to be linked.
     IsTest, ///< Whether the box is one of the operator's test devices.
     ItemId, ///< Identifier of the chosen item.
     ItemPosition, ///< Place of the chosen item within the media block, from 0.
-    ItemTarget, ///< Where the chosen item leads.
+    ItemTarget, ///< Screen or content that the chosen item opens.
     ItemType, ///< Kind of the chosen item, in the host's words.
     Location, ///< Location in which the box is registered.
     LoginMode, ///< How the viewer signed in.
@@ -145,46 +145,46 @@ enum class Property {
     MediaInfo, ///< Stream properties, a MediaInfo record.
     MediaItem, ///< Item of the content catalogue, a MediaItem record.
     MediaKBitrate, ///< Bit rate of the stream, in kbit/s.
-    MediaProcessingTime, ///< Zap phase: from the first data to the first picture.
-    MediaReceivingTime, ///< Zap phase: from the request to the first data.
+    MediaProcessingTime, ///< Zap phase: from the first data to the first picture, in milliseconds.
+    MediaReceivingTime, ///< Zap phase: from the request to the first data, in milliseconds.
     MediaType, ///< Kind of media; see mediaTypeToName().
     MemoryInfo, ///< Memory in use, a MemoryInfo record.
     MessageDelivery, ///< How the message reached the box.
     MessageId, ///< Identifier of the message.
-    MessageTarget, ///< Where the message leads, a MessageTarget record.
+    MessageTarget, ///< Screen or content that the message opens, a MessageTarget record.
     MessageType, ///< Kind of the message, in the host's words.
     ModelName, ///< Model of the box.
     Name, ///< Name of the opened screen.
     NcError, ///< A failed call to a back-end API, an NcError record.
     NetworkInfo, ///< The active link and its counters, a NetworkInfo record.
     NetworkInterfaces, ///< All interfaces, a list of NetworkInterface records.
-    Offset, ///< Position within the content.
-    OldOffset, ///< Position before a jump.
+    Offset, ///< Position within the content, in milliseconds.
+    OldOffset, ///< Position within the content before a jump, in milliseconds.
     Path, ///< The way through the user interface that led to the event.
     PayMethodId, ///< Identifier of the means of payment.
     Pin, ///< Whether the profile asks for a PIN.
-    PlaybackDuration, ///< How long playback has lasted.
+    PlaybackDuration, ///< Duration of playback so far, in milliseconds.
     PlaybackPlaylistUrl, ///< Address of the playlist or manifest.
-    PlaybackPosition, ///< Position at which playback stands.
-    PlaybackRealIp, ///< Address of the server that really delivers.
+    PlaybackPosition, ///< Position of playback, in milliseconds.
+    PlaybackRealIp, ///< IP address of the server that delivers the stream.
     PlaybackSegmentUrl, ///< Address of the media segment.
     PlaybackSession, ///< Identifier of the playback session.
     PlaybackState, ///< State of playback; see playbackStatusToName().
     PlaybackTrickModeSpeed, ///< Trick-mode speed as a multiple of normal, negative backwards.
-    PlaybackUrl, ///< Address of what is playing.
-    PlaybackUrlFailed, ///< The address that failed.
-    PlaybackUrlNew, ///< The address that is used instead of the one that failed.
-    PlaybackUrlsList, ///< All addresses at hand, a list of strings.
-    PlayerMode, ///< Mode of the player.
+    PlaybackUrl, ///< Address of the stream that is playing.
+    PlaybackUrlFailed, ///< Address of the stream that failed.
+    PlaybackUrlNew, ///< Address of the stream that replaces the failed one.
+    PlaybackUrlsList, ///< Addresses of all streams of the content, a list of strings.
+    PlayerMode, ///< Mode of the player, in the host's words.
     PollResult, ///< The viewer's answer to a poll.
     PowerInfo, ///< Power state, a PowerInfo record.
     ProfileId, ///< Identifier of the user profile.
     ProfileType, ///< Kind of the profile, in the host's words.
     PurchaseVariant, ///< One way to buy, a PurchaseVariant record.
     PurchaseVariants, ///< All ways to buy, a list of PurchaseVariant records.
-    Query, ///< What was searched for.
+    Query, ///< Text of the search.
     Rating, ///< The viewer's rating.
-    RcuIdlePeriod, ///< Time since the last key of the remote control.
+    RcuIdlePeriod, ///< Time since the last key press on the remote control, in milliseconds.
     RestoreReason, ///< What ended an error; see restoreReasonTypeToName().
     ResultCode, ///< Outcome of a purchase, or of the end of a subscription.
     San, ///< The service account number of the household.
@@ -193,31 +193,31 @@ enum class Property {
     ServiceId, ///< Identifier of a service.
     SessionState, ///< State of the application's session.
     SubLocation, ///< Sub-location in which the box is registered.
-    SystemLoadTime, ///< How long the system took to boot.
+    SystemLoadTime, ///< Duration of the system's boot, in milliseconds.
     SystemSettings, ///< The viewer's settings, a SystemSettings record.
-    SystemUptime, ///< Time since the system booted.
-    Target, ///< Where a menu item leads, or the opened screen.
+    SystemUptime, ///< Time since the system booted, in milliseconds.
+    Target, ///< Screen that a menu item opens, or the opened screen.
     TicketId, ///< Identifier of a purchase.
     TimeZone, ///< The box's time zone.
-    Timestamp, ///< When the event happened; every event carries it.
+    Timestamp, ///< Time of the event, in milliseconds since the host's epoch; every event carries it.
     Title, ///< Title of the chosen menu item.
-    TotalItems, ///< How many items a search has found.
+    TotalItems, ///< Number of items that a search has found.
     TriggerContentType, ///< Kind of the content that led to an offer.
     TriggerId, ///< Identifier of the content that led to an offer.
     Uid, ///< Identifier of the device or user; every event carries it.
-    UsageModel, ///< By what right the content is watched.
-    UserInteractionTime, ///< Zap phase: from the first key to the request.
-    ValidUntil, ///< Until when a subscription lasts.
+    UsageModel, ///< Right by which the viewer watches the content, in the host's words.
+    UserInteractionTime, ///< Zap phase: from the first key to the request, in milliseconds.
+    ValidUntil, ///< End of a subscription, in the host's form.
     VerimatrixCasError, ///< Conditional-access error, a VerimatrixError record.
     VerimatrixDrmError, ///< DRM error, a VerimatrixError record.
     VmxErrors, ///< Summary of Verimatrix errors, a VmxErrors record.
     WidgetName, ///< The widget; see widgetNameToName().
     WifiInfo, ///< The Wi-Fi link, a WifiInfo record.
-    KivoLoadTime, ///< How long the application took to start.
-    KivoModuleName, ///< The application's module in which an error arose.
+    KivoLoadTime, ///< Duration of the application's start, in milliseconds.
+    KivoModuleName, ///< Name of the application's module in which an error occurred.
     KivoStatus, ///< Why the application's state is reported; see KivoStatusSendReason.
     KivoVersion, ///< Version of the application.
-    ZapTime, ///< The whole zap, from the first key to the first picture.
+    ZapTime, ///< The whole zap, from the first key to the first picture, in milliseconds.
 };
 Q_ENUM_NS(Property)
 
@@ -269,9 +269,9 @@ Q_ENUM_NS(PlayerType)
 /// Why the application reports its state.
 enum class KivoStatusSendReason {
     Unknown, ///< Not known.
-    InitialAppStart, ///< First start ever.
-    AppStart, ///< Start.
-    AppRestart, ///< Restart.
+    InitialAppStart, ///< The application has started for the first time on this box.
+    AppStart, ///< The application has started.
+    AppRestart, ///< The application has restarted.
     StandbyEntry, ///< About to enter standby.
     StandbyExit, ///< Back from standby.
     SuspendEntry, ///< About to be suspended.
@@ -296,7 +296,7 @@ Q_ENUM_NS(SettingType)
 /// What ended an error; wire names: restoreReasonTypeToName().
 enum class RestoreReasonType {
     Unknown, ///< Not known.
-    Auto, ///< It ended by itself.
+    Auto, ///< The error ended by itself.
     User, ///< The viewer did something.
 };
 Q_ENUM_NS(RestoreReasonType)

@@ -34,7 +34,7 @@ public:
 
     /**
      * @brief Joins serialized events, in list order, into one package.
-     * @param events what serialize() returned; may hold empty arrays
+     * @param events results of serialize(); may hold empty arrays
      * @return the package
      */
     virtual QByteArray pack(QList<QByteArray> const &events) const = 0;

@@ -20,12 +20,12 @@ public:
     /**
      * @brief Delivers one package.
      *
-     * Called on the thread that appends the event, synchronously: a sender that blocks, blocks that
+     * Called synchronously on the thread that appends the event: a sender that blocks also blocks that
      * thread.
      *
      * @param package the package; empty when the serializer produced nothing
-     * @param highPriority true for a single event of EventPriority::High, false for a flush of what was
-     * pending
+     * @param highPriority true for a single event of EventPriority::High, false for a flush of pending
+     * events
      */
     virtual void send(QByteArray const &package, bool highPriority) = 0;
 };

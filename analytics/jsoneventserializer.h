@@ -8,9 +8,9 @@ namespace analytics {
 /**
  * @brief Writes an event as one compact JSON object.
  *
- * Stateless: any thread may use one instance, as far as the provider allows. Each property that the
- * provider has a value for is written under its key; null values and empty strings, lists and records
- * are left out. Keys come out sorted. The serializer throws nothing of its own but std::bad_alloc.
+ * Stateless: any thread may use one instance, as far as the provider allows. Each property for which the
+ * provider has a value is written under its key; null values and empty strings, lists and records are
+ * left out. Keys come out sorted. The serializer throws nothing of its own but std::bad_alloc.
  */
 class STBANALYTICS_EXPORT JsonEventSerializer : public IEventSerializer
 {
@@ -30,7 +30,7 @@ public:
 
     /**
      * @brief Joins serialized events into `{"events":[...]}`.
-     * @param events taken byte for byte as they stand, neither parsed nor checked
+     * @param events copied byte for byte, neither parsed nor checked
      * @return the package
      */
     QByteArray pack(QList<QByteArray> const &events) const override;

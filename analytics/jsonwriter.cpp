@@ -12,7 +12,7 @@ namespace {
 
 constexpr char hexDigits[] = "0123456789abcdef";
 
-/// The letter that escapes an ASCII character, 'u' for one that is escaped by its number, 0 for one that is not.
+/// The letter behind the backslash that escapes an ASCII character, 'u' for the form \u00xx; 0 if no escape is needed.
 constexpr char escapeOf(char16_t unit)
 {
     switch (unit) {
@@ -50,7 +50,8 @@ struct Escapes
 
 constexpr Escapes escapes;
 
-/// Writes so many units at once where all are ASCII and none is escaped: the usual case, worth most of a string's time.
+/// Copies `count` UTF-16 units as bytes if all are ASCII and none needs an escape, else returns false. This is the
+/// usual case and decides the speed of a string.
 template <qsizetype count> bool copyPlain(char16_t const *from, char *to);
 
 constexpr quint64 inEachUnit(quint64 value)
@@ -63,7 +64,8 @@ template <> Q_ALWAYS_INLINE bool copyPlain<4>(char16_t const *from, char *to)
     quint64 units;
     std::memcpy(&units, from, sizeof(units));
 
-    // A unit has its top bit set in a difference unless it is the character (or below the blank) that is subtracted.
+    // Four units in one integer. In each difference the top bit of a unit is clear only if the unit is below the blank,
+    // a quote or a backslash.
     constexpr quint64 top = inEachUnit(0x8000);
     quint64 const notControl = (units | top) - inEachUnit(u' ');
     quint64 const notQuote = ((units ^ inEachUnit(u'"')) | top) - inEachUnit(1);
@@ -79,7 +81,7 @@ template <> Q_ALWAYS_INLINE bool copyPlain<4>(char16_t const *from, char *to)
 
 #if defined(__SSE2__) || defined(__ARM_NEON)
 
-/// In a vector register, which g++ and clang write alike for both processors.
+/// Uses a vector register. The vector extension is the same in g++ and clang, for both processors.
 template <> Q_ALWAYS_INLINE bool copyPlain<8>(char16_t const *from, char *to)
 {
     using Units = quint16 __attribute__((vector_size(16)));
@@ -108,13 +110,13 @@ template <> Q_ALWAYS_INLINE bool copyPlain<8>(char16_t const *from, char *to)
 
 #endif
 
-/// Writes what can be written so many units at a time, and moves on in the text.
+/// Copies units, `count` at a time, up to the first block that copyPlain() refuses, and advances `from`.
 template <qsizetype count> Q_ALWAYS_INLINE char *copyPlainRun(char *to, char16_t const *&from, char16_t const *end)
 {
     char16_t const *const begin = from;
     for (; end - from >= count && copyPlain<count>(from, to); from += count)
         to += count;
-    // A rest of less goes out together with what went before it.
+    // Fewer than `count` units are left: copy the last `count` units, the first of which have been written already.
     qsizetype const rest = end - from;
     if (from != begin && rest > 0 && rest < count && copyPlain<count>(end - count, to - count + rest)) {
         from = end;
@@ -152,7 +154,7 @@ char *writeUtf8(char *to, char32_t point)
     return to;
 }
 
-/// Writes the next unit, or the next two where they are a pair, and moves on in the text.
+/// Writes the next unit, or the next two if they are a surrogate pair, and advances `from`.
 char *writeUnit(char *to, char16_t const *&from, char16_t const *end)
 {
     char16_t const unit = *from++;
@@ -172,11 +174,12 @@ char *writeUnit(char *to, char16_t const *&from, char16_t const *end)
         return writeUtf8(to, unit);
     if (QChar::isHighSurrogate(unit) && from != end && QChar::isLowSurrogate(*from))
         return writeUtf8(to, QChar::surrogateToUcs4(unit, *from++));
-    // Half of a pair has no UTF-8 form.
+    // A surrogate without its partner has no UTF-8 form.
     return writeEscapedUnit(to, unit);
 }
 
-/// Writes what is left of a string after the units that went out eight at a time.
+/// Writes a string from the first unit on that could not be copied with seven others. Not inlined, so that
+/// writeString() stays small.
 Q_NEVER_INLINE char *writeRest(char *to, char16_t const *from, char16_t const *end)
 {
     for (;;) {
@@ -216,10 +219,10 @@ struct PowersOfTen
 
 constexpr PowersOfTen powersOfTen;
 
-/// Of a number that is not zero.
+/// The number of decimal digits of a number that is not zero.
 int digitsOf(quint64 number)
 {
-    // A bit is worth 0.301 digits, which is right or one too few.
+    // The bits times log10(2), which is about 1233 / 4096: the number of digits, or one less.
     int const atLeast = (64 - static_cast<int>(qCountLeadingZeroBits(number))) * 1233 >> 12;
     return number >= powersOfTen.powers[atLeast] ? atLeast + 1 : atLeast;
 }
@@ -228,7 +231,7 @@ int digitsOf(quint64 number)
 
 namespace json {
 
-qsizetype roomForLongString(QStringView text)
+qsizetype maxBytesOfLongString(QStringView text)
 {
     qsizetype bytes = 2;
     for (QChar character : text) {
@@ -237,35 +240,35 @@ qsizetype roomForLongString(QStringView text)
             char const escape = escapes[unit];
             bytes += escape == '\0' ? 1 : escape == 'u' ? 6 : 2;
         } else {
-            // Half of a pair takes two bytes, but one that is alone is escaped.
+            // A pair takes four bytes, a surrogate without its partner six: each surrogate is counted as six.
             bytes += unit < 0x800 ? 2 : QChar::isSurrogate(unit) ? 6 : 3;
         }
     }
     return bytes;
 }
 
-char *writeString(char *at, QStringView text)
+char *writeString(char *cursor, QStringView text)
 {
     char16_t const *from = text.utf16();
     char16_t const *const end = from + text.size();
-    *at++ = '"';
-    at = copyPlainRun<8>(at, from, end);
+    *cursor++ = '"';
+    cursor = copyPlainRun<8>(cursor, from, end);
     if (from != end)
-        at = writeRest(at, from, end);
-    *at++ = '"';
-    return at;
+        cursor = writeRest(cursor, from, end);
+    *cursor++ = '"';
+    return cursor;
 }
 
-char *writeDigits(char *at, qint64 number)
+char *writeDigits(char *cursor, qint64 number)
 {
     quint64 rest = static_cast<quint64>(number);
     if (number < 0) {
-        *at++ = '-';
+        *cursor++ = '-';
         rest = 0 - rest;
     }
 
-    // From the last digit on, two at a time: a counter takes half the time that std::to_chars takes for it.
-    char *const end = at + digitsOf(rest);
+    // Two digits at a time, the last ones first. This takes half the time of std::to_chars.
+    char *const end = cursor + digitsOf(rest);
     char *begin = end;
     auto const writePair = [&begin](unsigned pair) {
         begin -= 2;
@@ -273,24 +276,24 @@ char *writeDigits(char *at, qint64 number)
     };
     for (; rest > std::numeric_limits<quint32>::max(); rest /= 100)
         writePair(static_cast<unsigned>(rest % 100));
-    // Most are short, and a small processor divides them much faster.
+    // Most numbers fit 32 bits, and a small processor divides these much faster.
     quint32 shortRest = static_cast<quint32>(rest);
     for (; shortRest >= 100; shortRest /= 100)
         writePair(shortRest % 100);
-    if (begin - at == 2)
+    if (begin - cursor == 2)
         writePair(shortRest);
     else
-        *at = static_cast<char>('0' + shortRest);
+        *cursor = static_cast<char>('0' + shortRest);
     return end;
 }
 
-char *writeNumber(char *at, double number)
+char *writeNumber(char *cursor, double number)
 {
     if (std::abs(number) <= static_cast<double>(largestExact) && std::trunc(number) == number)
-        return writeInteger(at, static_cast<qint64>(number));
+        return writeInteger(cursor, static_cast<qint64>(number));
     if (std::isfinite(number))
-        return writeLiteral(at, QByteArray::number(number, 'g', QLocale::FloatingPointShortest));
-    return writeLiteral(at, "null");
+        return writeLiteral(cursor, QByteArray::number(number, 'g', QLocale::FloatingPointShortest));
+    return writeLiteral(cursor, "null");
 }
 
 } // namespace json

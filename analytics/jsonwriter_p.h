@@ -10,37 +10,43 @@
 
 /**
  * @file
- * @brief Compact JSON in one buffer of bytes, written exactly as Qt's own JSON classes write it.
+ * @brief Compact JSON in one buffer, with the same bytes as Qt's own JSON classes write. The serializer,
+ * recordwriter_p.h, catalogueindex_p.h and jsonwriter.cpp include it.
  *
- * The functions write at a place and return where to go on; the caller has made room with JsonBuffer::room() for what
- * the roomFor() functions tell, and for one key more. So the place stays in a register while a record is written. Each
- * member is led by a comma, and the bracket that opens its object takes the first one's place; each element of a list
- * is followed by one, and the bracket that closes takes the last one's.
+ * The functions write through a cursor, a pointer into the buffer, and return the cursor behind the last byte written,
+ * so that it stays in a register. The caller first reserves the sum of the maxBytesOf...() and maxBytesOfKey once more,
+ * because a key is copied as that many bytes, and commits the cursor at the end. A function whose name begins with
+ * append does both itself.
+ *
+ * A member begins with a comma: closeObject() overwrites the first one with '{'. An element of a list ends with a
+ * comma: closeList() overwrites the last one with ']'.
  */
 
 namespace analytics {
 
-/// Bytes that grow. There is room for a usual event without asking for memory.
+/// A buffer that grows. A usual event needs no memory from the heap.
 class JsonBuffer
 {
 public:
     qsizetype size() const { return m_size; }
     char const *at(qsizetype position) const { return m_bytes.constData() + position; }
 
-    /// Where to write next, with room for so many bytes.
-    char *room(qsizetype bytes)
+    /// Returns the cursor for the next bytes, which has that many bytes of space.
+    char *reserve(qsizetype bytes)
     {
         if (Q_UNLIKELY(m_bytes.size() - m_size < bytes))
             grow(bytes);
         return m_bytes.data() + m_size;
     }
 
-    /// Takes what has been written up to a place, or back what lies behind it.
-    void setEnd(char const *at)
+    /// Takes over the bytes before a cursor.
+    void commit(char const *cursor)
     {
-        m_size = at - m_bytes.constData();
+        m_size = cursor - m_bytes.constData();
         Q_ASSERT(m_size <= m_bytes.size());
     }
+
+    /// Rolls back to an earlier size.
     void truncate(qsizetype size) { m_size = size; }
 
 private:
@@ -48,20 +54,20 @@ private:
 
     void grow(qsizetype bytes);
 
-    Bytes m_bytes = Bytes(4096); // All of it is there to be written to; what has been written ends at m_size.
+    Bytes m_bytes = Bytes(4096); // Its size is the capacity. The committed bytes end at m_size.
     qsizetype m_size = 0;
 };
 
 namespace json {
 
-constexpr qsizetype roomForNumber = 32;
+constexpr qsizetype maxBytesOfNumber = 32;
 
-/// A key that needs no escape, as it begins a member: after a comma, in quotes, and with its colon.
-class Key
+/// The bytes with which a member begins: a comma, the key in quotes, and a colon. For a key that needs no escape.
+class PackedKey
 {
 public:
-    constexpr Key() = default;
-    explicit constexpr Key(std::string_view name)
+    constexpr PackedKey() = default;
+    explicit constexpr PackedKey(std::string_view name)
         : m_size(static_cast<quint8>(name.size() + 4))
     {
         m_bytes[0] = ',';
@@ -72,7 +78,6 @@ public:
         m_bytes[3 + name.size()] = ':';
     }
 
-    constexpr std::string_view name() const { return {m_bytes + 2, m_size - std::size_t(4)}; }
     constexpr qsizetype size() const { return m_size; }
 
 private:
@@ -80,89 +85,91 @@ private:
     quint8 m_size = 0;
 };
 
-/// All keys are copied alike, without a look at their size: behind the last one there has to be room for the longest.
-constexpr qsizetype roomForKey = sizeof(Key);
+/// Every key is copied as this many bytes, whatever its size: a copy of constant size is faster.
+constexpr qsizetype maxBytesOfKey = sizeof(PackedKey);
 
-/// The room that a long string takes. No reserve for the worst is made for it: it would be six times its size.
-qsizetype roomForLongString(QStringView text);
+/// Counts the bytes of a string: exact but for surrogates, each of which is counted as if it were escaped.
+qsizetype maxBytesOfLongString(QStringView text);
 
-inline qsizetype roomForString(QStringView text)
+/// A unit takes up to six bytes. For a long string that would reserve far too much, so its bytes are counted.
+inline qsizetype maxBytesOfString(QStringView text)
 {
-    return text.size() <= 256 ? 6 * text.size() + 2 : roomForLongString(text);
+    return text.size() <= 256 ? 6 * text.size() + 2 : maxBytesOfLongString(text);
 }
 
-/// Writes a string in quotes, with the escapes that it needs.
-char *writeString(char *at, QStringView text);
+/// Writes a string in quotes and escapes what JSON has to escape.
+char *writeString(char *cursor, QStringView text);
 
 /// Begins a member.
-inline char *writeKey(char *at, Key const &key)
+inline char *writeKey(char *cursor, PackedKey const &key)
 {
-    static_assert(std::is_trivially_copyable_v<Key>);
-    std::memcpy(at, &key, sizeof(key));
-    return at + key.size();
+    static_assert(std::is_trivially_copyable_v<PackedKey>);
+    std::memcpy(cursor, &key, sizeof(key));
+    return cursor + key.size();
 }
 
-/// Writes bytes that are JSON already.
-inline char *writeLiteral(char *at, QByteArrayView json)
+/// Copies bytes that are JSON already.
+inline char *writeLiteral(char *cursor, QByteArrayView json)
 {
     char const *from = json.data();
     qsizetype const size = json.size();
     constexpr qsizetype block = 16;
-    // For so few bytes a call of memcpy costs more than copying them. The last block overlaps the one before it.
+    // In this range copying in place is faster than a call of memcpy. The last block may overlap the one before it.
     if (size >= block && size <= 512) {
-        char *const end = at + size;
+        char *const end = cursor + size;
         char const *const lastBlock = from + size - block;
-        for (; end - at > block; at += block, from += block)
-            std::memcpy(at, from, block);
+        for (; end - cursor > block; cursor += block, from += block)
+            std::memcpy(cursor, from, block);
         std::memcpy(end - block, lastBlock, block);
         return end;
     }
-    std::memcpy(at, from, static_cast<std::size_t>(size));
-    return at + size;
+    std::memcpy(cursor, from, static_cast<std::size_t>(size));
+    return cursor + size;
 }
 
-/// Writes a number that is not zero.
-char *writeDigits(char *at, qint64 number);
+/// Writes an integer that is not zero.
+char *writeDigits(char *cursor, qint64 number);
 
-inline char *writeInteger(char *at, qint64 number)
+inline char *writeInteger(char *cursor, qint64 number)
 {
-    if (number < 0 || number > 9) // Most counters count little.
-        return writeDigits(at, number);
-    *at = static_cast<char>('0' + number);
-    return at + 1;
+    if (number < 0 || number > 9) // Most counters are small.
+        return writeDigits(cursor, number);
+    *cursor = static_cast<char>('0' + number);
+    return cursor + 1;
 }
 
-/// Up to here Qt takes a double that is whole for an integer and writes all its digits.
+/// Qt writes a double without a fraction as an integer, with all its digits, up to this limit.
 constexpr qint64 largestExact = Q_INT64_C(1) << 53;
 
-/// Writes a number; one that is not finite becomes null.
-char *writeNumber(char *at, double number);
+/// Writes a number, or null if it is not finite.
+char *writeNumber(char *cursor, double number);
 
-/// Writes a 64-bit counter: JSON's numbers are doubles, and it goes out as the double nearest to it.
-template <typename Integer> char *writeCounter(char *at, Integer number)
+/// Writes a 64-bit counter as the nearest double, because the numbers of JSON are doubles.
+template <typename Integer> char *writeCounter(char *cursor, Integer number)
 {
     bool const isExact = number <= static_cast<Integer>(largestExact)
         && (std::is_unsigned_v<Integer> || number >= static_cast<Integer>(-largestExact));
-    return isExact ? writeInteger(at, static_cast<qint64>(number)) : writeNumber(at, static_cast<double>(number));
+    return isExact ? writeInteger(cursor, static_cast<qint64>(number))
+                   : writeNumber(cursor, static_cast<double>(number));
 }
 
-/// Closes a list.
-inline char *writeEndOfList(char *at)
+/// Closes a list: overwrites the comma behind the last element.
+inline char *closeList(char *cursor)
 {
-    if (at[-1] == ',')
-        --at;
-    *at++ = ']';
-    return at;
+    if (cursor[-1] == ',')
+        --cursor;
+    *cursor++ = ']';
+    return cursor;
 }
 
-/// Makes an object of the members that have been written since a place.
-inline char *writeObject(char *begin, char *at)
+/// Makes an object of the members from begin on: overwrites the comma before the first one.
+inline char *closeObject(char *begin, char *cursor)
 {
-    if (at == begin) // There is no comma to take the place of.
-        ++at;
+    if (cursor == begin) // No member, and no comma to overwrite.
+        ++cursor;
     *begin = '{';
-    *at++ = '}';
-    return at;
+    *cursor++ = '}';
+    return cursor;
 }
 
 } // namespace json

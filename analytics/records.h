@@ -12,8 +12,8 @@
  * @file
  * @brief The payload records: what a host puts into a QVariant to report more than a plain value.
  *
- * Records are plain values. A disengaged optional and an empty string or list mean that there is
- * nothing to report, and the member is left out of the JSON; a counter that holds 0 is reported. Fields are named
+ * Records are plain values. A field that is a disengaged optional, an empty string or an empty list has nothing
+ * to report and is left out of the JSON; a counter that holds 0 is reported. Fields are named
  * after their JSON keys. All numbers travel as JSON doubles: 64-bit counts above 2^53 lose precision.
  * NetworkInfo, Etr290Info, MessageTarget, PurchaseVariant and VerimatrixError always write some member: a
  * host that has nothing to report of these gives no record at all.
@@ -120,12 +120,12 @@ struct Scte35
     std::optional<qint64> splicePtsTime; ///< The event's pts_time, in ticks of the 90 kHz clock.
 };
 
-/// Where a user message or banner leads. All but type and title describe the link.
+/// Target of a user message or banner. All fields but type and title describe the link.
 struct MessageTarget
 {
     QString type; ///< Kind of target.
     QString title; ///< Title of the target.
-    std::optional<qint64> id; ///< Identifier of what is linked.
+    std::optional<qint64> id; ///< Identifier of the linked object.
     std::optional<qint64> categoryId; ///< Identifier of a category.
     std::optional<qint64> collectionId; ///< Identifier of a collection.
     std::optional<qint64> genreId; ///< Identifier of a genre.
@@ -137,12 +137,12 @@ struct MessageTarget
     QString screenName; ///< Name of a screen.
     QString contentType; ///< Kind of content.
     QString mediaItemType; ///< Kind of media item.
-    QString name; ///< Name of what is linked.
-    std::optional<qint64> typeId; ///< Identifier of the kind of what is linked.
+    QString name; ///< Name of the linked object.
+    std::optional<qint64> typeId; ///< Identifier of the linked object's kind.
     std::optional<qint64> tabId; ///< Identifier of a tab.
     std::optional<qint64> themeId; ///< Identifier of a theme.
     QString url; ///< Address of a page.
-    QString alias; ///< Short name of what is linked.
+    QString alias; ///< Short name of the linked object.
 };
 
 /// One way of buying or renting a piece of content.
@@ -153,7 +153,7 @@ struct PurchaseVariant
     QString contentType; ///< Kind of content.
     QString currency; ///< Currency of the cost.
     std::optional<qint64> purchaseCost; ///< Cost, in the host's unit of that currency.
-    QString usageModel; ///< What the viewer may do after the purchase; written even when empty.
+    QString usageModel; ///< Right that the viewer purchases, in the host's words; written even when empty.
     QString type; ///< Kind of purchase.
     std::optional<qint64> priceId; ///< Identifier of the price.
     std::optional<qint64> compositeComponentId; ///< Identifier of the component of a bundle.
@@ -171,17 +171,17 @@ struct CpuInfo
     std::optional<qint16> sysClockFreqMhz; ///< Clock, in MHz.
 };
 
-/// Memory in use. The library passes the numbers on; the host keeps to one unit.
+/// Memory in use, all in one unit, the host's choice.
 struct MemoryInfo
 {
-    std::optional<int> memTotal; ///< Memory of the system.
-    std::optional<int> memAverageUsage; ///< Average use of the system's memory.
-    std::optional<int> memMaxUsage; ///< Highest use of the system's memory.
-    std::optional<int> avmemAverageUsage; ///< Average use of the memory for audio and video.
-    std::optional<int> avmemMaxUsage; ///< Highest use of the memory for audio and video.
-    std::optional<quint32> vmSize; ///< Address space of the process.
-    std::optional<int> vmRss; ///< Resident memory of the process.
-    std::optional<int> vmRssMax; ///< Highest resident memory of the process.
+    std::optional<int> memTotal; ///< Memory of the system, in the host's unit.
+    std::optional<int> memAverageUsage; ///< Average use of the system's memory, in the host's unit.
+    std::optional<int> memMaxUsage; ///< Highest use of the system's memory, in the host's unit.
+    std::optional<int> avmemAverageUsage; ///< Average use of the memory for audio and video, in the host's unit.
+    std::optional<int> avmemMaxUsage; ///< Highest use of the memory for audio and video, in the host's unit.
+    std::optional<quint32> vmSize; ///< Address space of the process, in the host's unit.
+    std::optional<int> vmRss; ///< Resident memory of the process, in the host's unit.
+    std::optional<int> vmRssMax; ///< Highest resident memory of the process, in the host's unit.
 };
 
 /// One memory device.
@@ -189,7 +189,7 @@ struct MemoryModule
 {
     QString memType; ///< Kind of memory.
     std::optional<quint32> memSize; ///< Size of the memory device, in the host's unit.
-    QString memInfo; ///< What else is known of the memory device.
+    QString memInfo; ///< Further information on the memory device.
 };
 
 /// The box's hardware.
@@ -205,9 +205,9 @@ struct HardwareInfo
 /// The connected television and the output mode.
 struct HdmiInfo
 {
-    QString tvName; ///< Name that the television gives.
+    QString tvName; ///< Name that the television reports.
     QString tvPreferredOutput; ///< Mode that the television prefers.
-    QString stbCurrentOutput; ///< Mode in which the box puts out.
+    QString stbCurrentOutput; ///< Output mode of the box.
 };
 
 /// The Wi-Fi link.
@@ -225,8 +225,8 @@ struct WifiInfo
 struct PowerInfo
 {
     QString powerState; ///< Power state, in the host's words.
-    std::optional<quint32> powerStatePeriod; ///< How long the power state has lasted, in the host's unit.
-    QString powerChangeCause; ///< What led to the power state, in the host's words.
+    std::optional<quint32> powerStatePeriod; ///< Duration of the power state so far, in the host's unit.
+    QString powerChangeCause; ///< Cause of the power state, in the host's words.
 };
 
 /// The viewer's settings.
@@ -305,7 +305,7 @@ struct NcError
     QString httpRequestMethod; ///< HTTP method.
     QString httpRequestPath; ///< Path of the request.
     QList<std::pair<QString, QString>> httpRequestQuery; ///< Name and value of each query item.
-    QString debugMessage; ///< What the API said.
+    QString debugMessage; ///< Error message of the API.
     std::optional<int> httpResponseCode; ///< HTTP status.
     std::optional<qint64> errorCode; ///< The API's own error code.
 };
@@ -324,9 +324,9 @@ struct VerimatrixError
 {
     QString command; ///< The client's command that failed.
     int errorCode = 0; ///< The client's error code.
-    std::optional<int> activityCode; ///< The client's activity.
-    std::optional<int> moduleCode; ///< The client's module.
-    std::optional<qint64> errorCount; ///< How often the error happened.
+    std::optional<int> activityCode; ///< Code of the client's activity.
+    std::optional<int> moduleCode; ///< Code of the client's module.
+    std::optional<qint64> errorCount; ///< Number of times that the error occurred.
 };
 
 /// A summary of Verimatrix errors.

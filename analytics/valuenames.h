@@ -8,7 +8,7 @@
 
 /**
  * @file
- * @brief The wire names of those value enumerations that have them, for hosts that report such values.
+ * @brief The wire names of five value enumerations, for hosts that report such values.
  *
  * The library itself never reads these tables. Each function returns the same constant table on every
  * call; the table lives as long as the library is loaded, and any thread may read it. Its strings view
@@ -36,7 +36,7 @@ STBANALYTICS_EXPORT QHash<PlaybackStatus, QLatin1String> const &playbackStatusTo
 STBANALYTICS_EXPORT QHash<MediaType, QLatin1String> const &mediaTypeToName();
 
 /**
- * @brief Names each reason for which an error ended.
+ * @brief Names each reason why an error ended.
  * @return the wire names by their enumerators
  */
 STBANALYTICS_EXPORT QHash<RestoreReasonType, QLatin1String> const &restoreReasonTypeToName();

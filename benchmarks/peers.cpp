@@ -1,7 +1,7 @@
 #include "peers.h"
 
 #include <analytics/catalogue_p.h>
-#include <analytics/recordmembers_p.h>
+#include <analytics/recordfields_p.h>
 
 #include <nlohmann/json.hpp>
 
@@ -22,20 +22,20 @@ template <typename Value> bool isUnset(Value const &value)
         return !value.has_value();
 }
 
-template <typename Record, typename Value> bool isWritten(Record const &record, Member<Record, Value> const &member)
+template <typename Record, typename Value> bool isWritten(Record const &record, Field<Record, Value> const &field)
 {
-    return member.isAlways || !isUnset(record.*member.field);
+    return field.whenEmpty == EmptyField::Written || !isUnset(record.*field.pointer);
 }
 
-template <typename Record, typename... Members> bool isWritten(Record const &, Group<Members...> const &)
+template <typename Record, typename... Fields> bool isWritten(Record const &, FieldGroup<Fields...> const &)
 {
     return true;
 }
 
 template <typename Record, typename Element, typename Form>
-bool isWritten(Record const &record, List<Record, Element, Form> const &list)
+bool isWritten(Record const &record, ListField<Record, Element, Form> const &list)
 {
-    return !(record.*list.field).isEmpty();
+    return !(record.*list.pointer).isEmpty();
 }
 
 template <typename... Records> struct RecordTypes
@@ -56,7 +56,7 @@ void visitHeldRecord(QVariant const &value, Visitor const &visitor, RecordTypes<
     using Visit = void (*)(QVariant const &, Visitor const &);
     static QHash<int, Visit> const visits
         = {{qMetaTypeId<Records>(), [](QVariant const &held, Visitor const &with) {
-                with(*static_cast<Records const *>(held.constData()), members<Records>);
+                with(*static_cast<Records const *>(held.constData()), fieldsOf<Records>);
             }}...};
     if (Visit const visit = visits.value(value.typeId()))
         visit(value, visitor);
@@ -66,9 +66,9 @@ void visitHeldRecord(QVariant const &value, Visitor const &visitor, RecordTypes<
 template <typename Record, typename Visitor> void visitUnlessEmpty(Record const &record, Visitor const &visitor)
 {
     bool const hasMembers
-        = std::apply([&record](auto const &...row) { return (isWritten(record, row) || ...); }, members<Record>);
+        = std::apply([&record](auto const &...row) { return (isWritten(record, row) || ...); }, fieldsOf<Record>);
     if (hasMembers)
-        visitor(record, members<Record>);
+        visitor(record, fieldsOf<Record>);
 }
 
 /// Returns whether the variant holds the record, or can be converted to it.
@@ -164,38 +164,38 @@ template <typename Number> Tree treeOf(std::optional<Number> const &number)
 
 template <typename Record, typename... Rows> Tree treeOf(Record const &record, std::tuple<Rows...> const &rows);
 
-Tree treeOf(QString const &text, PlainText)
+Tree treeOf(QString const &text, AsString)
 {
     return treeOf(text);
 }
 
-Tree treeOf(TextPair const &pair, NamedText)
+Tree treeOf(StringPair const &pair, AsSingletonObject)
 {
     return {{pair.first.toStdString(), treeOf(pair.second)}};
 }
 
 template <typename Record, typename Value>
-void addRow(Tree &tree, Record const &record, Member<Record, Value> const &member)
+void addRow(Tree &tree, Record const &record, Field<Record, Value> const &field)
 {
-    if (isWritten(record, member))
-        tree[std::string(member.key.name())] = treeOf(record.*member.field);
+    if (isWritten(record, field))
+        tree[std::string(field.key)] = treeOf(record.*field.pointer);
 }
 
-template <typename Record, typename... Members>
-void addRow(Tree &tree, Record const &record, Group<Members...> const &group)
+template <typename Record, typename... Fields>
+void addRow(Tree &tree, Record const &record, FieldGroup<Fields...> const &group)
 {
-    tree[std::string(group.key.name())] = treeOf(record, group.members);
+    tree[std::string(group.key)] = treeOf(record, group.fields);
 }
 
 template <typename Record, typename Element, typename Form>
-void addRow(Tree &tree, Record const &record, List<Record, Element, Form> const &list)
+void addRow(Tree &tree, Record const &record, ListField<Record, Element, Form> const &list)
 {
     if (!isWritten(record, list))
         return;
     Tree array = Tree::array();
-    for (Element const &element : record.*list.field)
-        array.push_back(treeOf(element, list.form));
-    tree[std::string(list.key.name())] = std::move(array);
+    for (Element const &element : record.*list.pointer)
+        array.push_back(treeOf(element, list.elementForm));
+    tree[std::string(list.key)] = std::move(array);
 }
 
 template <typename Record, typename... Rows> Tree treeOf(Record const &record, std::tuple<Rows...> const &rows)
@@ -250,12 +250,12 @@ template <typename Number> void write(Writer &writer, std::optional<Number> cons
 template <typename Record, typename... Rows>
 void write(Writer &writer, Record const &record, std::tuple<Rows...> const &rows);
 
-void write(Writer &writer, QString const &text, PlainText)
+void write(Writer &writer, QString const &text, AsString)
 {
     write(writer, text);
 }
 
-void write(Writer &writer, TextPair const &pair, NamedText)
+void write(Writer &writer, StringPair const &pair, AsSingletonObject)
 {
     writer.StartObject();
     writeKey(writer, pair.first.toStdString());
@@ -264,30 +264,30 @@ void write(Writer &writer, TextPair const &pair, NamedText)
 }
 
 template <typename Record, typename Value>
-void writeRow(Writer &writer, Record const &record, Member<Record, Value> const &member)
+void writeRow(Writer &writer, Record const &record, Field<Record, Value> const &field)
 {
-    if (!isWritten(record, member))
+    if (!isWritten(record, field))
         return;
-    writeKey(writer, member.key.name());
-    write(writer, record.*member.field);
+    writeKey(writer, field.key);
+    write(writer, record.*field.pointer);
 }
 
-template <typename Record, typename... Members>
-void writeRow(Writer &writer, Record const &record, Group<Members...> const &group)
+template <typename Record, typename... Fields>
+void writeRow(Writer &writer, Record const &record, FieldGroup<Fields...> const &group)
 {
-    writeKey(writer, group.key.name());
-    write(writer, record, group.members);
+    writeKey(writer, group.key);
+    write(writer, record, group.fields);
 }
 
 template <typename Record, typename Element, typename Form>
-void writeRow(Writer &writer, Record const &record, List<Record, Element, Form> const &list)
+void writeRow(Writer &writer, Record const &record, ListField<Record, Element, Form> const &list)
 {
     if (!isWritten(record, list))
         return;
-    writeKey(writer, list.key.name());
+    writeKey(writer, list.key);
     writer.StartArray();
-    for (Element const &element : record.*list.field)
-        write(writer, element, list.form);
+    for (Element const &element : record.*list.pointer)
+        write(writer, element, list.elementForm);
     writer.EndArray();
 }
 

@@ -319,13 +319,29 @@ void TestSerializer::everyEventWritesItsKeys()
     QCOMPARE(event, keys);
 }
 
+/// An id of the host's own type. The line shows the text that the one conversion yielded.
+struct HostId
+{
+};
+Q_DECLARE_METATYPE(HostId)
+
+static int conversions = 0;
+
+// clang-format off
+
 void TestSerializer::diagnosticLine_data()
 {
+    static bool const isRegistered = QMetaType::registerConverter<HostId, QString>([](HostId) {
+        ++conversions;
+        return QStringLiteral("host");
+    });
+    QVERIFY(isRegistered);
+
     QTest::addColumn<QVariant>("id");
     QTest::addColumn<QVariant>("counter");
     QTest::addColumn<QString>("text");
 
-    auto const row = [](char const *name, QVariant const &id, QVariant const &counter, char const *text) {
+    auto const row = [](char const *name, QVariant const &id, QVariant const &counter, QByteArray const &text) {
         QTest::newRow(name) << id << counter << QString::fromUtf8(text);
     };
     QVariant const some = QStringLiteral("x");
@@ -337,6 +353,17 @@ void TestSerializer::diagnosticLine_data()
     row("id is a list", QStringList{QStringLiteral("a")}, 1, "analytics event prepared: id = \"\" counter = 1");
     row("id with quotes", QStringLiteral("a\"b\\c"), 1, "analytics event prepared: id = \"a\\\"b\\\\c\" counter = 1");
     row("id beyond ASCII", QString::fromUtf8("ж\n"), 1, "analytics event prepared: id = \"ж\\n\" counter = 1");
+    row("id is one that Qt converts", QVariant::fromValue(HostId{}), 1, "analytics event prepared: id = \"host\" counter = 1");
+    row("id with control characters", QStringLiteral("\b\f\r\t\u0001x"), 1, "analytics event prepared: id = \"\\b\\f\\r\\t\\u0001x\" counter = 1");
+    row("id with a backslash at its end", QStringLiteral("a\\"), 1, "analytics event prepared: id = \"a\\\\\" counter = 1");
+    row("id begins with U+FEFF", QString(QChar(0xfeff)) + QLatin1Char('x'), 1, "analytics event prepared: id = \"\\uFEFFx\" counter = 1");
+    row("id with half a pair", QString(QChar(0xd800)) + QLatin1Char('x'), 1, "analytics event prepared: id = \"\\uD800x\" counter = 1");
+    row("id beyond the first plane", QString::fromUtf8("\xf0\x9f\x93\xba"), 1, "analytics event prepared: id = \"\xf0\x9f\x93\xba\" counter = 1");
+    row("id of 300 characters", QString(300, QLatin1Char('a')), 1, "analytics event prepared: id = \"" + QByteArray(300, 'a') + "\" counter = 1");
+    row("id is a list with texts", QStringList{QStringLiteral("a"), QStringLiteral("b")}, 1, "analytics event prepared: id = \"\" counter = 1");
+    row("counter is infinite", some, QVariant::fromValue(QJsonValue(qInf())), "analytics event prepared: id = \"x\" counter = 0");
+    row("counter is not a number", some, QVariant::fromValue(QJsonValue(qQNaN())), "analytics event prepared: id = \"x\" counter = " + QByteArray::number(QJsonValue(qQNaN()).toInt(0)));
+    row("counter is a list", some, QVariantList{7}, "analytics event prepared: id = \"x\" counter = 0");
     row("counter is a string", some, QStringLiteral("3"), "analytics event prepared: id = \"x\" counter = 0");
     row("counter is true", some, true, "analytics event prepared: id = \"x\" counter = 0");
     row("counter is a whole double", some, 3.0, "analytics event prepared: id = \"x\" counter = 3");
@@ -344,9 +371,14 @@ void TestSerializer::diagnosticLine_data()
     row("counter is a fraction", some, 3.5, "analytics event prepared: id = \"x\" counter = 0");
     row("counter is negative", some, -1, "analytics event prepared: id = \"x\" counter = -1");
     row("counter is the largest int", some, 2147483647, "analytics event prepared: id = \"x\" counter = 2147483647");
+    row("counter is the lowest int", some, -2147483647 - 1, "analytics event prepared: id = \"x\" counter = -2147483648");
+    row("counter of 19 digits", some, Q_INT64_C(4294967297000000000), "analytics event prepared: id = \"x\" counter = 0");
+    row("counter of 20 digits", some, Q_UINT64_C(9223372036854775808), "analytics event prepared: id = \"x\" counter = 0");
     row("counter is beyond int", some, Q_INT64_C(2147483648), "analytics event prepared: id = \"x\" counter = 0");
     row("counter is below int", some, -2147483649.0, "analytics event prepared: id = \"x\" counter = 0");
 }
+
+// clang-format on
 
 void TestSerializer::diagnosticLine()
 {
@@ -357,7 +389,9 @@ void TestSerializer::diagnosticLine()
     ScriptedProvider provider;
     provider.values[Property::EventId] = {id};
     provider.values[Property::EventCounter] = {counter};
+    conversions = 0;
     m_serializer.serialize(&provider, eventOf(EventType::SearchResult), {Property::EventId, Property::EventCounter});
+    QCOMPARE(conversions, id.typeId() == qMetaTypeId<HostId>() ? 1 : 0);
 
     QCOMPARE(LogCapture::lines.size(), 1);
     QCOMPARE(LogCapture::lines[0].text, text);

@@ -2,7 +2,7 @@
 
 #include <wireformat/model.h>
 
-#include <analytics/recordmembers_p.h>
+#include <analytics/recordfields_p.h>
 
 #include <limits>
 #include <string_view>
@@ -57,26 +57,27 @@ inline QString toString(std::string_view text)
 
 template <typename... Rows> Value object(std::tuple<Rows...> const &rows);
 
-template <typename Record, typename Field> Member memberOf(analytics::Member<Record, Field> const &row)
+template <typename Record, typename Type> Member memberOf(analytics::Field<Record, Type> const &row)
 {
-    Value value = FieldValue<Field>::value();
-    value.mayBeEmpty = row.isAlways;
-    return {toString(row.key.name()), value, row.isAlways};
+    bool const isAlwaysWritten = row.whenEmpty == analytics::EmptyField::Written;
+    Value value = FieldValue<Type>::value();
+    value.mayBeEmpty = isAlwaysWritten;
+    return {toString(row.key), value, isAlwaysWritten};
 }
 
-template <typename... Members> Member memberOf(analytics::Group<Members...> const &row)
+template <typename... Fields> Member memberOf(analytics::FieldGroup<Fields...> const &row)
 {
-    Value value = object(row.members);
+    Value value = object(row.fields);
     value.mayBeEmpty = true;
-    return {toString(row.key.name()), value, true};
+    return {toString(row.key), value, true};
 }
 
-template <typename Element> Value elementOf(analytics::PlainText)
+template <typename Element> Value elementOf(analytics::AsString)
 {
     return {Value::Kind::Text};
 }
 
-template <typename Element> Value elementOf(analytics::NamedText)
+template <typename Element> Value elementOf(analytics::AsSingletonObject)
 {
     return {Value::Kind::NamedText};
 }
@@ -84,18 +85,18 @@ template <typename Element> Value elementOf(analytics::NamedText)
 template <typename Element, typename... Rows> Value elementOf(std::tuple<Rows...> const &rows)
 {
     Value value = object(rows);
-    if constexpr (!std::is_same_v<Element, analytics::TextPair>)
+    if constexpr (!std::is_same_v<Element, analytics::StringPair>)
         value.record = QString::fromLatin1(QMetaType::fromType<Element>().name()).mid(int(sizeof("analytics::")) - 1);
     return value;
 }
 
 template <typename Record, typename Element, typename Form>
-Member memberOf(analytics::List<Record, Element, Form> const &row)
+Member memberOf(analytics::ListField<Record, Element, Form> const &row)
 {
     Value value{Value::Kind::List};
-    value.element = {elementOf<Element>(row.form)};
+    value.element = {elementOf<Element>(row.elementForm)};
     value.element.first().mayBeEmpty = true;
-    return {toString(row.key.name()), value, false};
+    return {toString(row.key), value, false};
 }
 
 template <typename... Rows> Value object(std::tuple<Rows...> const &rows)
@@ -107,7 +108,7 @@ template <typename... Rows> Value object(std::tuple<Rows...> const &rows)
 
 template <typename Record> Value record()
 {
-    return elementOf<Record>(analytics::members<Record>);
+    return elementOf<Record>(analytics::fieldsOf<Record>);
 }
 
 } // namespace wireformat
