@@ -120,7 +120,7 @@ template <typename Record>
 inline constexpr bool isDescribed = !std::is_null_pointer_v<std::remove_const_t<decltype(members<Record>)>>;
 
 /// The description of a payload record.
-template <typename Record, typename... Rows> constexpr std::tuple<Rows...> record(Rows... rows)
+template <typename Record, typename... Rows> constexpr std::tuple<Rows...> describe(Rows... rows)
 {
     static_assert(isPayload<Record>(PayloadRecords()),
                   "this record is not among the PayloadRecords: append it there, or no payload of its type is written");
@@ -133,15 +133,15 @@ using TextPair = std::pair<QString, QString>;
 
 // clang-format off
 
-template <> inline constexpr auto members<Channel> = record<Channel>(
+template <> inline constexpr auto members<Channel> = describe<Channel>(
     member("channel_id", &Channel::channelId),
     member("program_id", &Channel::programId));
 
-template <> inline constexpr auto members<MediaItem> = record<MediaItem>(
+template <> inline constexpr auto members<MediaItem> = describe<MediaItem>(
     member("asset_id",      &MediaItem::assetId),
     member("media_item_id", &MediaItem::mediaItemId));
 
-template <> inline constexpr auto members<PurchaseVariant> = record<PurchaseVariant>(
+template <> inline constexpr auto members<PurchaseVariant> = describe<PurchaseVariant>(
     member("composite_component_id", &PurchaseVariant::compositeComponentId),
     member("content_id",             &PurchaseVariant::contentId),
     member("content_type",           &PurchaseVariant::contentType),
@@ -152,7 +152,7 @@ template <> inline constexpr auto members<PurchaseVariant> = record<PurchaseVari
     member("type",                   &PurchaseVariant::type),
     always("usage_model",            &PurchaseVariant::usageModel));
 
-template <> inline constexpr auto members<NetworkInfo> = record<NetworkInfo>(
+template <> inline constexpr auto members<NetworkInfo> = describe<NetworkInfo>(
     member("bitrate_kbps",   &NetworkInfo::bitrateKbps),
     member("duplex",         &NetworkInfo::duplex),
     member("interface_mode", &NetworkInfo::interfaceMode),
@@ -171,7 +171,7 @@ template <> inline constexpr auto members<DhcpOption> = std::tuple(
     member("code",  &DhcpOption::code),
     member("value", &DhcpOption::value));
 
-template <> inline constexpr auto members<NetworkInterface> = record<NetworkInterface>(
+template <> inline constexpr auto members<NetworkInterface> = describe<NetworkInterface>(
     list  ("dhcp_options",   &NetworkInterface::dhcpOptions, members<DhcpOption>),
     list  ("dns",            &NetworkInterface::dns, plainText),
     member("gateway",        &NetworkInterface::gateway),
@@ -183,26 +183,26 @@ template <> inline constexpr auto members<NetworkInterface> = record<NetworkInte
     member("netmask",        &NetworkInterface::netmask),
     member("status",         &NetworkInterface::status));
 
-template <> inline constexpr auto members<MemoryModule> = record<MemoryModule>(
+template <> inline constexpr auto members<MemoryModule> = describe<MemoryModule>(
     member("mem_info", &MemoryModule::memInfo),
     member("mem_size", &MemoryModule::memSize),
     member("mem_type", &MemoryModule::memType));
 
-template <> inline constexpr auto members<Endpoints> = record<Endpoints>(
+template <> inline constexpr auto members<Endpoints> = describe<Endpoints>(
     member("api_url",   &Endpoints::apiUrl),
     member("img_url",   &Endpoints::imgUrl),
     member("proxy_url", &Endpoints::proxyUrl),
     member("spy_url",   &Endpoints::spyUrl),
     member("ws_url",    &Endpoints::wsUrl));
 
-template <> inline constexpr auto members<CpuInfo> = record<CpuInfo>(
+template <> inline constexpr auto members<CpuInfo> = describe<CpuInfo>(
     member("cpu_average_load",   &CpuInfo::cpuAverageLoad),
     member("cpu_cores",          &CpuInfo::cpuCores),
     member("cpu_max_load",       &CpuInfo::cpuMaxLoad),
     member("cpu_temperature",    &CpuInfo::cpuTemperature),
     member("sys_clock_freq_mhz", &CpuInfo::sysClockFreqMhz));
 
-template <> inline constexpr auto members<MemoryInfo> = record<MemoryInfo>(
+template <> inline constexpr auto members<MemoryInfo> = describe<MemoryInfo>(
     member("avmem_average_usage", &MemoryInfo::avmemAverageUsage),
     member("avmem_max_usage",     &MemoryInfo::avmemMaxUsage),
     member("mem_average_usage",   &MemoryInfo::memAverageUsage),
@@ -212,24 +212,24 @@ template <> inline constexpr auto members<MemoryInfo> = record<MemoryInfo>(
     member("vm_rss_max",          &MemoryInfo::vmRssMax),
     member("vm_size",             &MemoryInfo::vmSize));
 
-template <> inline constexpr auto members<HdmiInfo> = record<HdmiInfo>(
+template <> inline constexpr auto members<HdmiInfo> = describe<HdmiInfo>(
     member("stb_current_output",  &HdmiInfo::stbCurrentOutput),
     member("tv_name",             &HdmiInfo::tvName),
     member("tv_preferred_output", &HdmiInfo::tvPreferredOutput));
 
-template <> inline constexpr auto members<PowerInfo> = record<PowerInfo>(
+template <> inline constexpr auto members<PowerInfo> = describe<PowerInfo>(
     member("power_change_cause", &PowerInfo::powerChangeCause),
     member("power_state",        &PowerInfo::powerState),
     member("power_state_period", &PowerInfo::powerStatePeriod));
 
-template <> inline constexpr auto members<HardwareInfo> = record<HardwareInfo>(
+template <> inline constexpr auto members<HardwareInfo> = describe<HardwareInfo>(
     member("hw_revision",  &HardwareInfo::hwRevision),
     member("manufacturer", &HardwareInfo::manufacturer),
     list  ("memory",       &HardwareInfo::memory, members<MemoryModule>),
     member("model_name",   &HardwareInfo::modelName),
     member("platform",     &HardwareInfo::platform));
 
-template <> inline constexpr auto members<WifiInfo> = record<WifiInfo>(
+template <> inline constexpr auto members<WifiInfo> = describe<WifiInfo>(
     member("wifi_bssid",      &WifiInfo::wifiBssid),
     member("wifi_freq_mhz",   &WifiInfo::wifiFreqMhz),
     member("wifi_generation", &WifiInfo::wifiGeneration),
@@ -237,11 +237,11 @@ template <> inline constexpr auto members<WifiInfo> = record<WifiInfo>(
     member("wifi_speed_mbps", &WifiInfo::wifiSpeedMbps),
     member("wifi_ssid",       &WifiInfo::wifiSsid));
 
-template <> inline constexpr auto members<MdiInfo> = record<MdiInfo>(
+template <> inline constexpr auto members<MdiInfo> = describe<MdiInfo>(
     member("df",  &MdiInfo::df),
     member("mlr", &MdiInfo::mlr));
 
-template <> inline constexpr auto members<Etr290Info> = record<Etr290Info>(
+template <> inline constexpr auto members<Etr290Info> = describe<Etr290Info>(
     group ("extra_counters",
         member("cc_error_audio",      &Etr290Info::ccErrorAudio),
         member("cc_error_video",      &Etr290Info::ccErrorVideo),
@@ -258,7 +258,7 @@ template <> inline constexpr auto members<Etr290Info> = record<Etr290Info>(
         member("sync_byte_error",        &Etr290Info::syncByteError),
         member("ts_sync_loss",           &Etr290Info::tsSyncLoss)));
 
-template <> inline constexpr auto members<DecoderInfo> = record<DecoderInfo>(
+template <> inline constexpr auto members<DecoderInfo> = describe<DecoderInfo>(
     member("audio_data_errors",    &DecoderInfo::audioDataErrors),
     member("audio_decode_errors",  &DecoderInfo::audioDecodeErrors),
     member("audio_frames_decoded", &DecoderInfo::audioFramesDecoded),
@@ -266,24 +266,24 @@ template <> inline constexpr auto members<DecoderInfo> = record<DecoderInfo>(
     member("video_decode_errors",  &DecoderInfo::videoDecodeErrors),
     member("video_frames_decoded", &DecoderInfo::videoFramesDecoded));
 
-template <> inline constexpr auto members<DashInfo> = record<DashInfo>(
+template <> inline constexpr auto members<DashInfo> = describe<DashInfo>(
     member("dash_playlist_errors",  &DashInfo::dashPlaylistErrors),
     member("dash_profile_switches", &DashInfo::dashProfileSwitches),
     member("dash_segment_errors",   &DashInfo::dashSegmentErrors));
 
-template <> inline constexpr auto members<HlsInfo> = record<HlsInfo>(
+template <> inline constexpr auto members<HlsInfo> = describe<HlsInfo>(
     member("hls_discontinuities",        &HlsInfo::hlsDiscontinuities),
     member("hls_master_playlist_errors", &HlsInfo::hlsMasterPlaylistErrors),
     member("hls_media_playlist_errors",  &HlsInfo::hlsMediaPlaylistErrors),
     member("hls_media_segment_errors",   &HlsInfo::hlsMediaSegmentErrors),
     member("hls_profile_switches",       &HlsInfo::hlsProfileSwitches));
 
-template <> inline constexpr auto members<BufferingInfo> = record<BufferingInfo>(
+template <> inline constexpr auto members<BufferingInfo> = describe<BufferingInfo>(
     member("buffering_events",  &BufferingInfo::bufferingEvents),
     member("buffering_ms",      &BufferingInfo::bufferingMs),
     member("buffering_seconds", &BufferingInfo::bufferingSeconds));
 
-template <> inline constexpr auto members<MediaInfo> = record<MediaInfo>(
+template <> inline constexpr auto members<MediaInfo> = describe<MediaInfo>(
     member("audio_channels",   &MediaInfo::audioChannels),
     member("audio_codec",      &MediaInfo::audioCodec),
     member("video_codec",      &MediaInfo::videoCodec),
@@ -292,7 +292,7 @@ template <> inline constexpr auto members<MediaInfo> = record<MediaInfo>(
     member("video_scan_type",  &MediaInfo::videoScanType),
     member("video_width",      &MediaInfo::videoWidth));
 
-template <> inline constexpr auto members<NcError> = record<NcError>(
+template <> inline constexpr auto members<NcError> = describe<NcError>(
     member("api_url",             &NcError::apiUrl),
     member("debug_message",       &NcError::debugMessage),
     member("error_code",          &NcError::errorCode),
@@ -301,7 +301,7 @@ template <> inline constexpr auto members<NcError> = record<NcError>(
     list  ("http_request_query",  &NcError::httpRequestQuery, namedText),
     member("http_response_code",  &NcError::httpResponseCode));
 
-template <> inline constexpr auto members<HttpError> = record<HttpError>(
+template <> inline constexpr auto members<HttpError> = describe<HttpError>(
     member("http_request_method", &HttpError::httpRequestMethod),
     member("http_request_uri",    &HttpError::httpRequestUri),
     member("http_response_code",  &HttpError::httpResponseCode));
@@ -310,7 +310,7 @@ inline constexpr auto videoOutputMembers = std::tuple(
     member("output_mode", &TextPair::second),
     member("output_name", &TextPair::first));
 
-template <> inline constexpr auto members<SystemSettings> = record<SystemSettings>(
+template <> inline constexpr auto members<SystemSettings> = describe<SystemSettings>(
     member("audio_downmix",             &SystemSettings::audioDownmix),
     member("audio_level",               &SystemSettings::audioLevel),
     member("audio_mute",                &SystemSettings::audioMute),
@@ -323,22 +323,22 @@ template <> inline constexpr auto members<SystemSettings> = record<SystemSetting
     member("ui_resolution",             &SystemSettings::uiResolution),
     list  ("video_outputs",             &SystemSettings::videoOutputs, videoOutputMembers));
 
-template <> inline constexpr auto members<Scte35> = record<Scte35>(
+template <> inline constexpr auto members<Scte35> = describe<Scte35>(
     member("splice_event_id", &Scte35::spliceEventId),
     member("splice_pts_time", &Scte35::splicePtsTime));
 
-template <> inline constexpr auto members<VerimatrixError> = record<VerimatrixError>(
+template <> inline constexpr auto members<VerimatrixError> = describe<VerimatrixError>(
     member("activity_code", &VerimatrixError::activityCode),
     always("command",       &VerimatrixError::command),
     always("error_code",    &VerimatrixError::errorCode),
     member("error_count",   &VerimatrixError::errorCount),
     member("module_code",   &VerimatrixError::moduleCode));
 
-template <> inline constexpr auto members<VmxErrors> = record<VmxErrors>(
+template <> inline constexpr auto members<VmxErrors> = describe<VmxErrors>(
     member("total_error_count", &VmxErrors::totalErrorCount),
     list  ("vmx_cas_errors",    &VmxErrors::vmxCasErrors, members<VerimatrixError>));
 
-template <> inline constexpr auto members<MessageTarget> = record<MessageTarget>(
+template <> inline constexpr auto members<MessageTarget> = describe<MessageTarget>(
     group ("link",
         member("alias",           &MessageTarget::alias),
         member("category_id",     &MessageTarget::categoryId),
