@@ -22,21 +22,42 @@ class PackageQueue;
 class DeliverySender : public analytics::IPackageSender
 {
 public:
+    /**
+     * @brief Makes a sender that does nothing until start() is called.
+     *
+     * @param options how packages are delivered; copied
+     */
     explicit DeliverySender(DeliveryOptions options);
 
-    /// Stops, if stop() has not been called.
+    /// Calls stop(), if the host has not.
     ~DeliverySender() override;
 
-    /// Opens the spool, and begins. Returns why it cannot; an empty string when it does.
+    /**
+     * @brief Opens the spool and starts the thread.
+     *
+     * @return why it cannot start; an empty string if it has started
+     */
     QString start();
 
-    /// From any thread. A package that is empty is nothing to deliver.
+    /**
+     * @brief Queues a package, and returns at once: waits for neither disk nor network.
+     *
+     * May be called from any thread, from start() on. An empty package is ignored.
+     *
+     * @param package what the library hands over; delivered byte for byte
+     * @param highPriority whether it goes before all normal packages, in a request of its own
+     */
     void send(QByteArray const &package, bool highPriority) override;
 
-    /// From any thread.
+    /**
+     * @brief Says how far delivery has come. May be called from any thread.
+     *
+     * @return one consistent snapshot
+     */
     DeliveryState state() const;
 
-    /// Puts everything that is queued into the spool, gives up the request under way, and ends the thread.
+    /// Saves everything that is queued, gives up the request in progress, and ends the thread. Not to be called from
+    /// the functions in DeliveryOptions.
     void stop();
 
 private:

@@ -278,8 +278,8 @@ static QHash<Property, Row> const rows = {
 
 QString readProperty(Property property, QJsonValue const &json, QVariant &value)
 {
-    auto const read = rows.value(property).read;
-    return read ? read(json, value) : QStringLiteral("this host has no row for it in properties.cpp");
+    auto const reader = rows.value(property).read;
+    return reader ? reader(json, value) : QStringLiteral("this host has no row for it in properties.cpp");
 }
 
 QVariant knownValue(Property property, Machine &machine, AnalyticsEventData const &data)

@@ -185,7 +185,8 @@ void TestEnums::registration()
 
 void TestEnums::lookups()
 {
-    QVERIFY2(QMetaEnum::fromType<Property>().keyCount() == propertyCount, "raise propertyCount in tests/support/counts.h");
+    QVERIFY2(QMetaEnum::fromType<Property>().keyCount() == propertyCount,
+             "raise propertyCount in tests/support/counts.h");
     QCOMPARE(QMetaEnum::fromType<Property>().keyToValue("ZapTime"), 138);
     QCOMPARE(QMetaEnum::fromType<Property>().valueToKey(55), "LinkFaults");
     QVERIFY2(QMetaEnum::fromType<EventType>().keyCount() == eventTypeCount + 1,
