@@ -54,6 +54,8 @@ install(TARGETS ${stbanalytics_installed} EXPORT stbanalytics
 install(EXPORT stbanalytics NAMESPACE stbanalytics:: FILE stbanalyticsTargets.cmake
     DESTINATION ${stbanalytics_package_dir} COMPONENT Development)
 stbanalytics_install_headers(stbanalytics analytics Development)
+# What the maker of a box's own liblogging implements.
+install(FILES ${PROJECT_SOURCE_DIR}/logging/logging.h DESTINATION ${stbanalytics_include_dir}/logging COMPONENT Development)
 
 # A static library beside the shared one, which the package brings where a host asks for it.
 function(stbanalytics_install_part name folder component)
