@@ -1,6 +1,7 @@
 // The least that a host does: it knows the values, it delivers the packages, and it reports what happens.
 
 #include <analytics/analyticsmanager.h>
+#include <analytics/eventnames.h>
 #include <analytics/ipackagesender.h>
 #include <analytics/ipropertyprovider.h>
 #include <analytics/jsoneventserializer.h>
@@ -10,21 +11,6 @@
 
 using namespace analytics;
 
-// The wire names of the events that this host reports: docs/receiver/wire-format.md has them all.
-static QString nameOf(EventType type)
-{
-    switch (type) {
-    case EventType::PlaybackNewProgram:
-        return QStringLiteral("playback_new_program");
-    case EventType::PlaybackError:
-        return QStringLiteral("playback_error");
-    case EventType::PlaybackStop:
-        return QStringLiteral("playback_stop");
-    default:
-        return {};
-    }
-}
-
 class Provider : public IPropertyProvider
 {
     QVariant value(Property property, AnalyticsEventData const &data) const override
@@ -32,7 +18,7 @@ class Provider : public IPropertyProvider
         switch (property) {
         case Property::EventId:
             // No other key carries the type. 7f3a stands for a random number that a box makes at each start.
-            return QStringLiteral("%1/7f3a-%2").arg(nameOf(data.type)).arg(data.tag);
+            return QStringLiteral("%1/7f3a-%2").arg(eventTypeToName(data.type)).arg(data.tag);
         case Property::EventCounter:
             return data.tag;
         case Property::Timestamp:

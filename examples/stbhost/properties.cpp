@@ -1,7 +1,7 @@
 #include <stbhost/properties.h>
 
+#include <analytics/eventnames.h>
 #include <analytics/valuenames.h>
-#include <stbhost/eventnames.h>
 #include <stbhost/machine.h>
 #include <stbhost/payload.h>
 #include <stbhost/recordfields.h>
@@ -98,7 +98,8 @@ static QVariant timeZone(Machine &, AnalyticsEventData const &)
 static QVariant eventId(Machine &, AnalyticsEventData const &data)
 {
     // No other key tells those who receive it what it is.
-    return eventName(data.type) + QLatin1Char('/') + data.value.value<Payload>().eventId.toString(QUuid::WithoutBraces);
+    return QString(eventTypeToName(data.type)) + QLatin1Char('/')
+        + data.value.value<Payload>().eventId.toString(QUuid::WithoutBraces);
 }
 
 static QVariant eventVersion(Machine &, AnalyticsEventData const &)

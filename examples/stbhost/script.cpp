@@ -1,9 +1,10 @@
 #include <stbhost/script.h>
 
-#include <stbhost/eventnames.h>
 #include <stbhost/host.h>
 #include <stbhost/jsonreader.h>
 #include <stbhost/properties.h>
+
+#include <analytics/eventnames.h>
 
 #include <QtCore/QMetaEnum>
 
@@ -27,8 +28,11 @@ struct ScriptEvent
 
 static QString readType(QJsonValue const &json, ScriptEvent &event)
 {
-    event.type = eventOfName(json.toString());
-    return event.type ? QString() : expected(QStringLiteral("the name of an event"), json);
+    EventType const type = eventTypeFromName(json.toString().toStdString());
+    if (type == EventType::Invalid)
+        return expected(QStringLiteral("the name of an event"), json);
+    event.type = type;
+    return {};
 }
 
 static QString readPriority(QJsonValue const &json, ScriptEvent &event)
@@ -129,7 +133,7 @@ bool playScript(QIODevice &script, QString const &name, Host &host, std::functio
         for (Property property : leftOut) {
             QString const key
                 = QString::fromLatin1(QMetaEnum::fromType<Property>().valueToKey(static_cast<int>(property)));
-            complain(QStringLiteral("values.%1: not carried by %2, left out").arg(key, eventName(*event.type)));
+            complain(QStringLiteral("values.%1: not carried by %2, left out").arg(key, eventTypeToName(*event.type)));
         }
         isOver = !goesOn();
     }

@@ -1,6 +1,7 @@
 #include "counts.h"
 
 #include <analytics/catalogue_p.h>
+#include <analytics/eventnames.h>
 
 #include <QtCore/QMetaEnum>
 #include <QtCore/QSet>
@@ -234,6 +235,7 @@ private Q_SLOTS:
     void keyTable();
     void events_data();
     void events();
+    void noEventName();
     void eventTableAsAWhole();
     void irregularities();
     void defaultProperties();
@@ -304,12 +306,23 @@ void TestCatalogue::events()
 
     EventProperties const event = eventTable.value(type);
     QCOMPARE(QByteArray(event.name.data(), event.name.size()), name);
+    QCOMPARE(QByteArray(eventTypeToName(type).data(), eventTypeToName(type).size()), name);
+    QCOMPARE(eventTypeFromName(name.toStdString()), type);
     QCOMPARE(static_cast<int>(event.priority), priority);
 
     QByteArrayList names;
     for (Property property : event.properties)
         names.append(nameOf(property));
     QCOMPARE(names, properties);
+}
+
+void TestCatalogue::noEventName()
+{
+    for (EventType type : {EventType::Invalid, EventType(-1), unknownEventType})
+        QVERIFY(eventTypeToName(type).isNull());
+    for (char const *name : {"", "Discover", "discover ", "discove", "playback_trick_mode", "invalid"})
+        QCOMPARE(eventTypeFromName(name), EventType::Invalid);
+    static_assert(eventTypeFromName("ui_widget_shown") == EventType::UiWidgetShown);
 }
 
 void TestCatalogue::eventTableAsAWhole()

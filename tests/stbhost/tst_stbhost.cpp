@@ -2,7 +2,6 @@
 #include "patience.h"
 #include "support.h"
 
-#include <stbhost/eventnames.h>
 #include <stbhost/host.h>
 #include <stbhost/live.h>
 #include <stbhost/machine.h>
@@ -811,8 +810,6 @@ void tst_Stbhost::eventBringsItsIdentity()
     QCOMPARE(encoded(provider.value(Property::EventVersion, data)), "1");
     QCOMPARE(encoded(provider.value(Property::EventCounter, data)), "17");
     QCOMPARE(encoded(provider.value(Property::Timestamp, data)), "1790000000123");
-
-    QCOMPARE(eventName(EventType::Invalid), QString());
 
     QMap<int, QJsonObject> const events = eventsOf(played(mediumLine + '\n' + mediumLine));
     QCOMPARE(events.keys(), QList<int>({1, 2}));
