@@ -9,7 +9,9 @@ function(stbanalytics_count)
             stbanalytics-check stbanalytics-wireformat stbanalytics_wireformat)
         target_compile_options(${target} PRIVATE --coverage -fprofile-abs-path -fprofile-update=atomic)
     endforeach()
-    target_link_options(stbanalytics_testkit INTERFACE --coverage) # Installed, too: a host's tests link it.
+    # These are installed: hosts link them.
+    target_link_options(stbanalytics_testkit INTERFACE --coverage)
+    target_link_options(stbanalytics_delivery INTERFACE --coverage)
     target_sources(stbhost PRIVATE ${PROJECT_SOURCE_DIR}/tests/support/coverageexit.cpp)
     target_link_options(stbhost PRIVATE LINKER:--wrap=_exit)
 endfunction()
