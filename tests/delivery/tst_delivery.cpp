@@ -438,6 +438,7 @@ private Q_SLOTS:
     void emptyPackage();
     void sendWaitsForNothing();
     void queueLimit();
+    void droppedAreCountedOnce();
     void severalThreads();
     void stateIsWhole();
     void stopGivesUp();
@@ -1355,6 +1356,18 @@ void tst_Delivery::queueLimit()
     QCOMPARE(sender.state().losses.total(), 6);
     sender.stop();
     QCOMPARE(spooled(), Words({"h4", "h6", "h7", "h8", "n0"}));
+}
+
+void tst_Delivery::droppedAreCountedOnce()
+{
+    PackageQueue queue;
+    for (int i = 0; i < 3; ++i)
+        queue.push(QByteArray(1'500'000, 'x'), false);
+    std::vector<PackageQueue::Queued> packages;
+    QCOMPARE(queue.drain(packages), 1);
+    QCOMPARE(packages.size(), size_t(2));
+    packages.clear();
+    QCOMPARE(queue.drain(packages), 0);
 }
 
 void tst_Delivery::severalThreads()
