@@ -70,7 +70,7 @@ private:
 };
 
 /// Notices that a type has been registered with Qt. Qt gives a new type the lowest free id. As long as the id that was
-/// the lowest free one stays free, no type has been registered, unless a lower id has been freed since.
+/// the lowest free one stays free, no type has been registered, unless a type has also been unregistered since.
 class RegistrationWatch
 {
 public:

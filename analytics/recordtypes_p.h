@@ -161,8 +161,8 @@ static_assert(recordTypeIndex.isComplete(),
  * time, so each record in an event costs a look-up for each earlier record. A converter leads to a registered type, and
  * few hosts use all records: only the registered ones are looked up.
  *
- * RegistrationWatch tells when the set has to be refreshed. A record that was registered under a freed id may be
- * noticed by the next refresh only.
+ * RegistrationWatch tells when the set has to be refreshed. A record that was registered between two refreshes may be
+ * noticed late if another type was unregistered meanwhile.
  */
 class RegisteredRecordTypes
 {

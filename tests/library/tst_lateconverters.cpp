@@ -19,6 +19,7 @@ private Q_SLOTS:
     void recordUnderAnotherNumber();
     void recordThatIsNoticedLater_data();
     void recordThatIsNoticedLater();
+    void recordAboveAFreedNumber();
 };
 
 void TestLateConverters::recordToUnknownRecord()
@@ -134,6 +135,31 @@ void TestLateConverters::recordThatIsNoticedLater()
     else
         QCOMPARE(encoded(QVariant::fromValue(Own<4>())), QByteArray());
     QCOMPARE(encoded(value), QByteArray(R"({"price_id":3,"usage_model":""})"));
+
+    QMetaType::unregisterConverterFunction(from, to);
+    QMetaType::unregisterMetaType(to);
+}
+
+/// The type that took the lowest free number is gone again before anybody looks.
+void TestLateConverters::recordAboveAFreedNumber()
+{
+    QMetaType const freed = QMetaType::fromType<Own<6>>();
+    QMetaType const from = QMetaType::fromType<VmxErrors>();
+    QMetaType const to = QMetaType::fromType<PowerInfo>();
+    QVariant const value = QVariant::fromValue(VmxErrors{3, {}});
+    QVERIFY(!QMetaType::fromName("analytics::PowerInfo").isValid());
+    QCOMPARE(encoded(QVariant::fromValue(Own<4>())), QByteArray());
+
+    int const number = freed.id();
+    QVERIFY((QMetaType::registerConverter<VmxErrors, PowerInfo>([](VmxErrors const &) {
+        PowerInfo info;
+        info.powerState = QStringLiteral("on");
+        return info;
+    })));
+    QVERIFY(to.id() > number);
+    QMetaType::unregisterMetaType(freed);
+    QCOMPARE(QMetaType::fromType<Own<7>>().id(), number);
+    QCOMPARE(encoded(value), QByteArray(R"({"power_state":"on"})"));
 
     QMetaType::unregisterConverterFunction(from, to);
     QMetaType::unregisterMetaType(to);
