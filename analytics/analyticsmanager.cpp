@@ -41,8 +41,8 @@ public:
     void send(QByteArray const &, bool) override { }
 };
 
-/// Makes a deep copy of a list from an index on. QList's own ways to copy, and to make a list of given elements, ignore
-/// that memory runs out; only append() throws std::bad_alloc.
+/// Copies the elements from an index on into a new list. QList's own functions that copy, or make a list of given
+/// elements, do not report a failed allocation; append() throws std::bad_alloc.
 template <typename Values> QList<typename Values::value_type> copied(Values const &values, qsizetype begin = 0)
 {
     QList<typename Values::value_type> list;
@@ -115,8 +115,10 @@ void AnalyticsManagerPrivate::flush()
     eventsInFlight += count;
     auto const restoreInFlight = qScopeGuard([this, begin] { eventsInFlight = begin; });
 
+    // pack() gets a copy, since a plug-in may append events during the call.
     QByteArray const package = eventSerializer->pack(begin == 0 ? pendingEvents : copied(pendingEvents, begin));
-    if (!pendingEvents.isDetached()) // The serializer kept a copy. Detach now: after send() nothing may fail.
+    if (!pendingEvents.isDetached()) // The serializer kept a copy. remove() would have to allocate,
+                                     // and that may not fail when the package is sent.
         pendingEvents = copied(pendingEvents);
     packageSender->send(package, false);
     pendingEvents.remove(begin, count);

@@ -26,8 +26,9 @@ class IPropertyProvider;
  * them when it is destroyed. It throws nothing of its own but std::bad_alloc.
  *
  * A plug-in may call the manager from inside its own call. An event that it appends there is processed
- * before that call returns; a flush in progress neither sends nor loses it. A plug-in's exception passes
- * through appendEvent(), and the events of its flush stay pending. docs/host/contract.md has all rules.
+ * before that call returns; a flush in progress neither sends nor loses it. If a plug-in throws, its
+ * exception passes through appendEvent(); if it throws during a flush, the events of that flush stay pending.
+ * docs/host/contract.md has all rules.
  *
  * Nothing but an event flushes, and nothing limits what is pending: while the manager is disabled, or while
  * only events of EventPriority::Low arrive, the buffer grows. Destroying the manager discards it.
@@ -48,25 +49,25 @@ public:
 
     /**
      * @brief Plugs in the host's provider.
-     * @param provider stays the host's; null unplugs the previous one, and every property is then absent
+     * @param provider the host keeps ownership; null unplugs the previous one, and every property is then absent
      */
     void setPropertyProvider(IPropertyProvider *provider);
 
     /**
      * @brief Plugs in a serializer.
-     * @param serializer stays the host's; null unplugs the previous one, and events and packages are then empty
+     * @param serializer the host keeps ownership; null unplugs the previous one, and events and packages are then empty
      */
     void setEventSerializer(IEventSerializer *serializer);
 
     /**
      * @brief Plugs in the host's sender.
-     * @param sender stays the host's; null unplugs the previous one, and packages are then dropped
+     * @param sender the host keeps ownership; null unplugs the previous one, and packages are then dropped
      */
     void setPackageSender(IPackageSender *sender);
 
     /**
      * @brief Sets whether events may be sent.
-     * @param enabled the new state; takes effect with the next event
+     * @param enabled the new state; takes effect with the next event, and sends nothing by itself
      */
     void setEnabled(bool enabled);
 
@@ -80,7 +81,8 @@ public:
      * @param tag an integer for the provider
      * @param time a time for the provider, in milliseconds
      * @param value a payload for the provider
-     * @param priority how the event is delivered; with a value outside the enumeration it is dropped
+     * @param priority how the event is delivered; an enabled manager serializes and then drops an event whose value
+     *     is outside the enumeration
      * @throws only the exceptions of plug-ins, and std::bad_alloc
      */
     void appendEvent(EventType type, int tag, std::chrono::milliseconds time, QVariant const &value,

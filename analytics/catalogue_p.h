@@ -17,7 +17,7 @@ struct EventProperties
 {
     QLatin1String name; ///< Wire name; no key of the event's object carries it.
     EventPriority priority = EventPriority::Low; ///< A recommendation; the priority that the caller passes decides.
-    QList<Property> properties; ///< The event's own properties, in the order in which they are asked for and written.
+    QList<Property> properties; ///< The event's own properties, in the order in which the provider is asked.
 };
 
 // The tables are built from constant rows that hold their strings as arrays of characters. An initializer list of
@@ -247,7 +247,8 @@ static QHash<Property, QLatin1String> const propertyKeys = makePropertyKeys();
 using P = Property;
 
 /// The properties of each type of event. PlaybackZap asks for CurrentMrf twice, KivoStatus carries San in the
-/// middle of its list, and nothing carries IsQuickPurchase: receivers know the events this way.
+/// middle of its list, and no event carries IsQuickPurchase. This is on purpose. eventnames.h
+/// repeats the names; tst_catalogue compares them.
 static constexpr EventRow eventRows[] = {
     {EventType::PlaybackPause,             "playback_pause",              EventPriority::Medium, {P::San, P::Channel, P::MediaItem, P::PlaybackSession, P::Offset}},
     {EventType::PlaybackPauseResume,       "playback_pause_resume",       EventPriority::Medium, {P::San, P::Channel, P::MediaItem, P::MediaType, P::PlaybackSession, P::DemoMode, P::Offset, P::UsageModel}},

@@ -12,8 +12,8 @@
 
 /**
  * @file
- * @brief The line that the host's log gets for each event. jsoneventserializer.cpp includes it, and so does
- * benchmarks/compare.cpp, which measures the line alone.
+ * @brief The line that the host's log gets for each event. jsoneventserializer.cpp includes it, and so do
+ * benchmarks that measure the line alone.
  */
 
 namespace analytics {

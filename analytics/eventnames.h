@@ -10,9 +10,9 @@
  * @file
  * @brief The wire names of the types of events, for what a host puts into Property::EventId.
  *
- * No other key of an event carries its type. So the id of an event begins with the wire name of its type, followed by a
- * slash and by what makes the id unique on the box: `playback_start/7f3a-12`. Everything here is inline, and may be
- * called from any thread.
+ * No other key of an event carries its type. So a host begins the id of an event with the wire name of its type,
+ * followed by a slash and by what makes the id unique on the box: `playback_start/7f3a-12`. Everything here is inline,
+ * and may be called from any thread.
  */
 
 namespace analytics {

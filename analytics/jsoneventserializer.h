@@ -8,9 +8,9 @@ namespace analytics {
 /**
  * @brief Writes an event as one compact JSON object.
  *
- * Stateless: any thread may use one instance, as far as the provider allows. Each property for which the
- * provider has a value is written under its key; null values and empty strings, lists and records are
- * left out. Keys come out sorted. The serializer throws nothing of its own but std::bad_alloc.
+ * Stateless: threads may share an instance if the provider and the host's log are thread-safe. A property is
+ * written under its key; a property whose value is null, or an empty string, list or record, is left out. Keys come out
+ * sorted. The serializer throws nothing of its own but std::bad_alloc.
  */
 class STBANALYTICS_EXPORT JsonEventSerializer : public IEventSerializer
 {

@@ -144,7 +144,7 @@ constexpr qint64 largestExact = Q_INT64_C(1) << 53;
 /// Writes a number, or null if it is not finite.
 char *writeNumber(char *cursor, double number);
 
-/// Writes a 64-bit counter as the nearest double, because the numbers of JSON are doubles.
+/// Writes a 64-bit field of a record as the nearest double, as QJsonValue(double) is written.
 template <typename Integer> char *writeCounter(char *cursor, Integer number)
 {
     bool const isExact = number <= static_cast<Integer>(largestExact)

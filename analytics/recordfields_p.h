@@ -21,7 +21,7 @@ template <typename... Record> struct RecordList
 {
 };
 
-/// The types that a payload may have. The order matters: a value that converts to several of them is written as the
+/// The record types of payloads. The order matters: a value that converts to several of them is written as the
 /// first one.
 using PayloadRecords = RecordList<Channel, MediaItem, PurchaseVariant, NetworkInfo, NetworkInterface, MemoryModule,
                                   Endpoints, CpuInfo, MemoryInfo, HdmiInfo, PowerInfo, HardwareInfo, WifiInfo, MdiInfo,
