@@ -17,6 +17,8 @@
  * jsoneventserializer.cpp includes this header.
  */
 
+// One translation unit includes this header.
+// NOLINTBEGIN(misc-definitions-in-headers)
 namespace analytics {
 
 template <typename Record> static void appendRecord(JsonBuffer &out, void const *data)
@@ -241,3 +243,4 @@ inline bool hasOverridingConverter(QMetaType type, int index)
 } // namespace
 
 } // namespace analytics
+// NOLINTEND(misc-definitions-in-headers)
