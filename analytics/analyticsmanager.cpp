@@ -117,8 +117,8 @@ void AnalyticsManagerPrivate::flush()
 
     // pack() gets a copy, since a plug-in may append events during the call.
     QByteArray const package = eventSerializer->pack(begin == 0 ? pendingEvents : copied(pendingEvents, begin));
-    if (!pendingEvents.isDetached()) // The serializer kept a copy. remove() would have to allocate,
-                                     // and that may not fail when the package is sent.
+    // If the serializer kept a copy, remove() would have to allocate, and that may not fail once the package is sent.
+    if (!pendingEvents.isDetached())
         pendingEvents = copied(pendingEvents);
     packageSender->send(package, false);
     pendingEvents.remove(begin, count);
