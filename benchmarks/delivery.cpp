@@ -2,7 +2,9 @@
 
 #include "allocations.h"
 
+#include <delivery/collectorlink_p.h>
 #include <delivery/deliverysender.h>
+#include <delivery/spool_p.h>
 
 #include <QtCore/QCoreApplication>
 #include <QtCore/QEventLoop>
