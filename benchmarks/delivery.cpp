@@ -1,4 +1,4 @@
-// What a package costs the thread that reports: the reference host's sender, and senders that wait.
+// What a package costs the thread that reports: with DeliverySender, and with senders that wait.
 
 #include "allocations.h"
 

@@ -43,7 +43,8 @@ void DeliverySender::stop()
 {
     m_thread.quit();
     m_thread.wait();
-    // A race detector does not see Qt's own locks. The thread's last act, publishing, takes the one that this takes.
+    // A race detector does not see Qt's own locks. The worker takes the queue's lock in its last step, when it
+    // publishes its state; taking that lock here tells the detector that the worker is done.
     m_queue->state();
 }
 

@@ -27,7 +27,7 @@ constexpr qint64 rowBytes = 200;
 /// SQL that opens a spool's file and makes the tables that it lacks.
 extern char const *const spoolSchema;
 
-/// Of everything that never changes. SQLite detects malformed pages, not flipped bits.
+/// The checksum of the fields that never change. SQLite detects malformed pages, not flipped bits.
 qint64 checksum(Package const &package);
 
 /// What a package counts for the quota.
